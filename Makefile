@@ -1,0 +1,38 @@
+# Thin front door over CMake. `make check` installs what it needs, builds and runs every test;
+# `make demo` builds, starts a throwaway domain controller, runs the examples and stops it.
+BUILD      ?= build
+ASAN_BUILD ?= build-asan
+PREFIX     ?= /usr/local
+JOBS       ?= 2
+CMAKE_ARGS ?=
+
+.PHONY: all deps build check check-asan demo install clean
+
+all: build
+
+deps:
+	scripts/setup-deps
+
+build:
+	cmake -S . -B $(BUILD) $(CMAKE_ARGS)
+	cmake --build $(BUILD) -j$(JOBS)
+
+check: deps
+	$(MAKE) build
+	cd $(BUILD) && ctest --output-on-failure --timeout 900
+	$(MAKE) check-asan
+
+# Unit and script tests again under AddressSanitizer and UndefinedBehaviorSanitizer.
+check-asan:
+	cmake -S . -B $(ASAN_BUILD) -DZS_SANITIZE=ON -DZS_INTEGRATION=OFF $(CMAKE_ARGS)
+	cmake --build $(ASAN_BUILD) -j$(JOBS)
+	cd $(ASAN_BUILD) && ctest --output-on-failure --timeout 900 -L 'unit|script'
+
+demo: build
+	scripts/demo $(BUILD)
+
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)
