@@ -17,22 +17,31 @@ endif()
 
 # Test support shared by the unit tests (an interpreter with the package loaded, fixtures).
 file(GLOB ZS_TEST_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/unit/support/*.cpp)
-add_library(zs_test_support STATIC ${ZS_TEST_SUPPORT_SOURCES}
-            ${CMAKE_SOURCE_DIR}/src/script/entry.cpp)
+zs_sources_or_empty(ZS_TEST_SUPPORT_SOURCES)
+add_library(zs_test_support STATIC ${ZS_TEST_SUPPORT_SOURCES} ${ZS_ENTRY_SOURCE})
 target_include_directories(zs_test_support PUBLIC ${CMAKE_SOURCE_DIR}/tests/unit)
 target_link_libraries(zs_test_support PUBLIC zs_core zs_backend_memory zs_library
                       GTest::gtest ${TCL_LIBRARY})
 target_compile_definitions(zs_test_support PUBLIC
   ZS_FIXTURES_DIR="${CMAKE_SOURCE_DIR}/tests/fixtures")
 
-# Unit tests: tests/unit/<subsystem>/<unit>_test.cpp, one program each.
+# Unit tests: tests/unit/<subsystem>/<unit>_test.cpp, one program each. Tests of the
+# directory library link only the library (and, under memory/, the in-memory backend), so
+# that they build before the layers above exist; all others link the whole system.
 file(GLOB_RECURSE ZS_UNIT_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/unit/*_test.cpp)
 foreach(src ${ZS_UNIT_TESTS})
   file(RELATIVE_PATH rel ${CMAKE_SOURCE_DIR}/tests/unit ${src})
   string(REGEX REPLACE "\\.cpp$" "" name ${rel})
   string(REPLACE "/" "_" name ${name})
   add_executable(${name} ${src})
-  target_link_libraries(${name} PRIVATE zs_test_support GTest::gtest_main)
+  if(rel MATCHES "^directory/library/memory/")
+    target_link_libraries(${name} PRIVATE zs_backend_memory zs_library GTest::gtest_main)
+  elseif(rel MATCHES "^directory/library/")
+    target_link_libraries(${name} PRIVATE zs_library GTest::gtest_main)
+  else()
+    target_link_libraries(${name} PRIVATE zs_test_support GTest::gtest_main)
+  endif()
+  target_compile_definitions(${name} PRIVATE ZS_FIXTURES_DIR="${CMAKE_SOURCE_DIR}/tests/fixtures")
   gtest_discover_tests(${name} PROPERTIES LABELS unit ENVIRONMENT "${ZS_TEST_ENV}"
                        DISCOVERY_TIMEOUT 60)
 endforeach()
