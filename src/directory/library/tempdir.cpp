@@ -33,7 +33,8 @@ bool EnsurePrivateDir(const std::string& path) {
 
 int GetNorvaneTempDir(int mode, char* buffer, size_t size) {
   std::string dir = DefaultTempDir();
-  if (mode != 0) {
+  const bool secure = mode == 1 || (mode == 0 && geteuid() == 0);
+  if (secure) {
     while (dir.size() > 1 && dir.back() == '/') dir.pop_back();
     dir += "/norvane-" + std::to_string(geteuid());
     if (!EnsurePrivateDir(dir)) return -1;

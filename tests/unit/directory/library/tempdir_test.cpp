@@ -40,14 +40,20 @@ class TempDirTest : public ::testing::Test {
 
 TEST_F(TempDirTest, DefaultIsTmpdir) {
   char buffer[256];
-  ASSERT_EQ(GetNorvaneTempDir(0, buffer, sizeof(buffer)), 0);
+  ASSERT_EQ(GetNorvaneTempDir(1000, buffer, sizeof(buffer)), 0);
   EXPECT_EQ(std::string(buffer), root_);
+}
+
+TEST_F(TempDirTest, ZeroIsSecureOnlyForRoot) {
+  char buffer[256];
+  ASSERT_EQ(GetNorvaneTempDir(0, buffer, sizeof(buffer)), 0);
+  EXPECT_EQ(std::string(buffer), geteuid() == 0 ? secureDir() : root_);
 }
 
 TEST_F(TempDirTest, TmpdirThatIsNoDirectoryFallsBackToTmp) {
   setenv("TMPDIR", (root_ + "/missing").c_str(), 1);
   char buffer[256];
-  ASSERT_EQ(GetNorvaneTempDir(0, buffer, sizeof(buffer)), 0);
+  ASSERT_EQ(GetNorvaneTempDir(1000, buffer, sizeof(buffer)), 0);
   EXPECT_EQ(std::string(buffer), "/tmp");
 }
 
@@ -60,7 +66,7 @@ TEST_F(TempDirTest, SecureIsCreatedPrivate) {
   EXPECT_TRUE(S_ISDIR(st.st_mode));
   EXPECT_EQ(st.st_mode & 0777, 0700u);
   // A second call accepts the directory it made.
-  ASSERT_EQ(GetNorvaneTempDir(1000, buffer, sizeof(buffer)), 0);
+  ASSERT_EQ(GetNorvaneTempDir(1, buffer, sizeof(buffer)), 0);
   EXPECT_EQ(std::string(buffer), secureDir());
 }
 
@@ -86,10 +92,10 @@ TEST_F(TempDirTest, SecureRefusesSymlink) {
 TEST_F(TempDirTest, BufferTooSmall) {
   char buffer[256] = "untouched";
   errno = 0;
-  EXPECT_EQ(GetNorvaneTempDir(0, buffer, root_.size()), -1);
+  EXPECT_EQ(GetNorvaneTempDir(1000, buffer, root_.size()), -1);
   EXPECT_EQ(errno, ERANGE);
   EXPECT_EQ(std::string(buffer), "untouched");
-  ASSERT_EQ(GetNorvaneTempDir(0, buffer, root_.size() + 1), 0);
+  ASSERT_EQ(GetNorvaneTempDir(1000, buffer, root_.size() + 1), 0);
   EXPECT_EQ(std::string(buffer), root_);
 }
 
