@@ -1,0 +1,112 @@
+// LdapSession: one bound LDAP connection to one domain controller.
+//
+// A session is opened to a host and port, bound with SASL GSSAPI (signing and sealing, no
+// reverse-DNS canonicalisation) using the credentials of one cache, and reads the root DSE
+// once. Bindings and paged search cursors share a session; a reconnect makes a new one, so a
+// cursor of the old session fails rather than reading from another server.
+//
+// Not thread-safe: a session is used by one thread at a time.
+#ifndef ZONESMITH_DIRECTORY_LIBRARY_LDAP_LDAP_SESSION_H_
+#define ZONESMITH_DIRECTORY_LIBRARY_LDAP_LDAP_SESSION_H_
+
+#include <ldap.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "directory/library/adbinding.h"
+#include "directory/library/adobject.h"
+#include "directory/library/ldap/dc_locator.h"
+
+namespace kesh {
+namespace ldapbackend {
+
+struct SessionOptions {
+  std::string ccacheName;  // empty: the process's default cache
+  int connectTimeout = 0;  // seconds, 0 none
+  int searchTimeout = 0;   // seconds, 0 none
+  int sdFlags = SD_FLAG_OWNER | SD_FLAG_GROUP | SD_FLAG_DACL;
+  PasswordCallback passwordCallback = nullptr;
+  std::shared_ptr<void> passwordCallbackData;
+};
+
+// Attribute names whose values are bytes, not text.
+bool IsBinaryAttribute(const std::string& name);
+
+// Converts one search result entry into an object (see adbinding.h for what it carries).
+ADObject EntryToObject(LDAP* ld, LDAPMessage* entry);
+
+class LdapSession {
+ public:
+  // Connects and binds. Throws LDAPException (rc and the server's or SASL's text) when the
+  // server cannot be reached or refuses the bind.
+  LdapSession(const ServiceTarget& target, const SessionOptions& options);
+  ~LdapSession();
+  LdapSession(const LdapSession&) = delete;
+  LdapSession& operator=(const LdapSession&) = delete;
+
+  LDAP* handle() const { return ld_; }
+  const ServiceTarget& target() const { return target_; }
+  const SessionOptions& options() const { return options_; }
+
+  // Whether the connection still stands. Looks at the socket without a round trip: a closed
+  // socket, or data that arrives while no request is outstanding (the server's notice of
+  // disconnection), means the connection is lost.
+  bool alive();
+  void markLost() { lost_ = true; }
+
+  // Root DSE facts read after the bind.
+  const ADObject& rootDSE() const { return rootDSE_; }
+  std::string dnsHostName() const;
+
+  // Throws LDAPException for `rc`, marking the session lost first when `rc` says so.
+  [[noreturn]] void fail(const char* file, int line, int rc,
+                         const std::string& detail = std::string());
+
+  // The security descriptor flags control, built once.
+  LDAPControl* sdFlagsControl() { return &sdControl_; }
+
+  // A search with the given controls, waiting for the whole result (one page when a paged
+  // control is among them). Returns the result code; `result` receives the message chain
+  // (free with ldap_msgfree) and `responseControls` the controls of the final result
+  // (free with ldap_controls_free). Throws only for failures of the transport.
+  int search(const std::string& base, int scope, const std::string& filter,
+             const std::vector<std::string>* attrs, LDAPControl** controls, int sizeLimit,
+             LDAPMessage** result, LDAPControl*** responseControls, std::string* diagnostic);
+
+ private:
+  void bind();
+  void readRootDSE();
+
+  LDAP* ld_ = nullptr;
+  const ServiceTarget target_;
+  const SessionOptions options_;
+  bool lost_ = false;
+  ADObject rootDSE_;
+  std::string sdValue_;
+  LDAPControl sdControl_;
+};
+
+// Selects the credential cache that GSSAPI uses in this thread for the lifetime of the
+// object and restores the previous choice afterwards. An empty name changes nothing.
+class CcacheSelection {
+ public:
+  explicit CcacheSelection(const std::string& ccacheName);
+  ~CcacheSelection();
+  CcacheSelection(const CcacheSelection&) = delete;
+  CcacheSelection& operator=(const CcacheSelection&) = delete;
+
+ private:
+  bool selected_ = false;
+  bool hadPrevious_ = false;
+  std::string previous_;
+};
+
+// The BER value of the security descriptor flags control: SEQUENCE { INTEGER flags }.
+std::string EncodeSDFlags(int flags);
+
+}  // namespace ldapbackend
+}  // namespace kesh
+
+#endif  // ZONESMITH_DIRECTORY_LIBRARY_LDAP_LDAP_SESSION_H_
