@@ -79,12 +79,15 @@ class PagedObjectListImpl {
 // A paged search result: the current page and whether it is the last.
 class PagedObjectList {
  public:
+  // An empty result: no objects, last page.
   PagedObjectList();
+  // Calls impl->init() and fetches the first page; throws what fetchPage throws.
   explicit PagedObjectList(std::shared_ptr<PagedObjectListImpl> impl);
 
   ADObjectList& page() { return page_; }
   bool lastPage() const { return lastPage_; }
-  // Fetches the next page into page(). REQUIRES: !lastPage().
+  // Replaces page() by a new list holding the next page (a page a caller still holds
+  // is left as it was). After the last page it gives an empty page.
   void nextPage();
 
  private:
@@ -103,9 +106,8 @@ class LDAPBinding {
   virtual bool connected() = 0;
   // A paged search; the first page is fetched before it returns. `sizeLimit` 0 is no
   // limit. Throws LDAPException (among them on a malformed filter, rc 87).
-  virtual PagedObjectList search(int pageSize, const std::string& filter,
-                                 const std::string& base, AttrList attrs, int scope,
-                                 int sizeLimit, int reserved) = 0;
+  virtual PagedObjectList search(int pageSize, const std::string& filter, const std::string& base,
+                                 AttrList attrs, int scope, int sizeLimit, int reserved) = 0;
   virtual void setConnectTimeout(int seconds, int reserved) = 0;
   virtual void setSearchTimeout(int seconds, int reserved) = 0;
 
@@ -178,8 +180,8 @@ class ADBinding : public LDAPBinding {
 // with the credential cache `ccacheName`; `server` may name the host to use. The backend
 // linked into the program decides what "connect" means.
 std::shared_ptr<ADBinding> NewADBinding(const std::string& domain, const std::string& ccacheName,
-                                        bool gc, const std::string& server,
-                                        const std::string& site, Locator locator);
+                                        bool gc, const std::string& server, const std::string& site,
+                                        Locator locator);
 
 extern const std::shared_ptr<void> EMPTY_CBDATA;
 

@@ -27,10 +27,12 @@ class DN {
   // The RDNs of `dn` in order, as written; escaped commas do not split.
   static std::vector<std::string> explode(const std::string& dn);
 
-  // Puts `with` before every character of `text` that is in `chars`; when `hex` is true
-  // the character is replaced by `with` and its two hex digits instead.
-  static std::string escape(const std::string& text, const std::string& chars,
-                            const std::string& with, bool hex);
+  // Escapes `text` for a DN value: each character of `hexChars` becomes a backslash and
+  // its two upper-case hex digits ("\0D"), each character of `chars` gets a backslash
+  // before it ("\,"); with `hex`, the characters of `chars` are written as hex pairs too.
+  // Example: escape("a b,c", " \r\n", ",+\"\\<>;=#", false) is "a\20b\,c".
+  static std::string escape(const std::string& text, const std::string& hexChars,
+                            const std::string& chars, bool hex);
   // Escapes a value for an LDAP filter: '*', '(', ')', '\' and NUL become
   // "\2a", "\28", "\29", "\5c", "\00".
   static std::string escapeLDAPFilter(const std::string& text);
