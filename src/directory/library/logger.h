@@ -17,11 +17,17 @@ class Logger {
   static std::shared_ptr<Logger> GetThreadPrivateLogger(const std::string& name);
 
   explicit Logger(const std::string& name) : name_(name) {}
+  virtual ~Logger() = default;
   const std::string& name() const { return name_; }
 
-  // printf-style; the message is cut at 511 bytes.
-  void log(int level, const char* file, int line, const char* function, const char* format,
-           ...);
+  // printf-style; the message is cut at 511 bytes and written as "<name>: <message>" at
+  // the syslog priority of `level` (below 1 counts as debug, above 4 as error).
+  void log(int level, const char* file, int line, const char* function, const char* format, ...)
+      __attribute__((format(printf, 6, 7)));
+
+ protected:
+  // Hands one formatted line to syslog (opened once with the ident "zonesmith").
+  virtual void write(int priority, const std::string& line);
 
  private:
   const std::string name_;

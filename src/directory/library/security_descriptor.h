@@ -101,7 +101,8 @@ class ACList {
 
   void addACE(ACEntry& ace) { aces.push_back(ace); }
   void serialize(NetBuf& out) const;
-  // Parses an ACL at `data`; throws kesh::BadDataException when it overruns `length`.
+  // Parses an ACL at `data`; throws kesh::BadDataException when it overruns `length`
+  // ("Malformed ACL: ... at byte N", N counted from `data`), leaving the list unchanged.
   void parse(const uint8_t* data, size_t length);
 };
 
