@@ -2,11 +2,12 @@
 # `make demo` builds, starts a throwaway domain controller, runs the examples and stops it.
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz
 PREFIX     ?= /usr/local
 JOBS       ?= 2
 CMAKE_ARGS ?=
 
-.PHONY: all deps build check check-asan demo install clean
+.PHONY: all deps build check check-asan check-fuzz demo install clean
 
 all: build
 
@@ -21,12 +22,19 @@ check: deps
 	$(MAKE) build
 	cd $(BUILD) && ctest --output-on-failure --timeout 900
 	$(MAKE) check-asan
+	$(MAKE) check-fuzz
 
 # Unit and script tests again under AddressSanitizer and UndefinedBehaviorSanitizer.
 check-asan:
 	cmake -S . -B $(ASAN_BUILD) -DZS_SANITIZE=ON -DZS_INTEGRATION=OFF $(CMAKE_ARGS)
 	cmake --build $(ASAN_BUILD) -j$(JOBS)
 	cd $(ASAN_BUILD) && ctest --output-on-failure --timeout 900 -L 'unit|script'
+
+# The libFuzzer targets, built with clang in a directory of their own, each run for 60 seconds.
+check-fuzz:
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DZS_FUZZ=ON -DZS_INTEGRATION=OFF $(CMAKE_ARGS)
+	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target zs_fuzz
+	cd $(FUZZ_BUILD) && ctest --output-on-failure -L fuzz
 
 demo: build
 	scripts/demo $(BUILD)

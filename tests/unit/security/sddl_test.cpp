@@ -1,0 +1,391 @@
+#include "security/sddl.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "directory/library/adobject.h"
+#include "directory/library/constants.h"
+#include "directory/library/exceptions.h"
+
+namespace {
+
+const char kUserObject[] = "bf967aba-0de6-11d0-a285-00aa003049e2";
+const char kMemberAttr[] = "bf9679c0-0de6-11d0-a285-00aa003049e2";
+
+// Runs `fn` and answers the message of the kesh::BadDataException it throws, or a note
+// that it threw nothing or something else.
+template <class F>
+std::string BadDataMessage(F fn) {
+  try {
+    fn();
+  } catch (const kesh::BadDataException& e) {
+    return e.what();
+  } catch (const std::exception& e) {
+    return std::string("other exception: ") + e.what();
+  }
+  return "no exception";
+}
+
+std::string Canonical(const std::string& sddl) {
+  SDPtr sd = ParseSddl(sddl);
+  return SDToString(sd);
+}
+
+struct SddlCase {
+  const char* label;
+  const char* in;
+  const char* out;
+};
+
+const SddlCase kGoodSddl[] = {
+    {"empty text", "", ""},
+    {"empty DACL", "D:", "D:"},
+    {"one allow ACE", "D:(A;;GA;;;BA)", "D:(A;;GA;;;BA)"},
+    {"owner, group, flags", "O:BAG:SYD:PAI(A;;RPWP;;;AU)", "O:BAG:SYD:PAI(A;;RPWP;;;AU)"},
+    {"auto-inherit required", "D:AR(A;;CR;;;PS)", "D:AR(A;;CR;;;PS)"},
+    {"all three DACL flags", "D:PAIAR", "D:PAIAR"},
+    {"rights in table order", "D:(A;;WPRPLC;;;AU)", "D:(A;;LCRPWP;;;AU)"},
+    {"flags in table order", "D:(A;OICI;GR;;;WD)", "D:(A;CIOI;GR;;;WD)"},
+    {"hex rights", "D:(A;;0x10;;;BA)", "D:(A;;RP;;;BA)"},
+    {"hex rights, many bits", "D:(A;;0x000F01FF;;;DA)", "D:(A;;SDRCWDWOCCDCLCSWRPWPDTLOCR;;;DA)"},
+    {"every right", "D:(A;;CRLODTWPRPSWLCDCCCGAGXGWGRWOWDRCSD;;;WD)",
+     "D:(A;;SDRCWDWOGRGWGXGACCDCLCSWRPWPDTLOCR;;;WD)"},
+    {"every flag", "D:(A;FASAIDIONPOICI;GA;;;WD)", "D:(A;CIOINPIOIDSAFA;GA;;;WD)"},
+    {"canonical order of the four groups",
+     "D:(A;ID;GR;;;WD)(D;ID;GW;;;WD)(A;;GA;;;BA)(OD;;CR;;;AU)(D;;SD;;;AU)(A;;LC;;;SY)",
+     "D:(OD;;CR;;;AU)(D;;SD;;;AU)(A;;GA;;;BA)(A;;LC;;;SY)(D;ID;GW;;;WD)(A;ID;GR;;;WD)"},
+    {"object ACE with both GUIDs",
+     "D:(OA;CIIO;WP;bf9679c0-0de6-11d0-a285-00aa003049e2;bf967aba-0de6-11d0-a285-00aa003049e2;"
+     "S-1-5-21-1-2-3-1105)",
+     "D:(OA;CIIO;WP;bf9679c0-0de6-11d0-a285-00aa003049e2;bf967aba-0de6-11d0-a285-00aa003049e2;"
+     "S-1-5-21-1-2-3-1105)"},
+    {"GUID in upper case and braces", "D:(OA;;CR;{BF9679C0-0DE6-11D0-A285-00AA003049E2};;BA)",
+     "D:(OA;;CR;bf9679c0-0de6-11d0-a285-00aa003049e2;;BA)"},
+    {"only the inherited GUID", "D:(OA;CIIO;GR;;bf967aba-0de6-11d0-a285-00aa003049e2;AU)",
+     "D:(OA;CIIO;GR;;bf967aba-0de6-11d0-a285-00aa003049e2;AU)"},
+    {"domain codes stay codes", "O:DAG:DUD:(A;;GA;;;EA)(A;;GR;;;LA)",
+     "O:DAG:DUD:(A;;GA;;;EA)(A;;GR;;;LA)"},
+    {"domain SID with a well-known RID", "O:S-1-5-21-1-2-3-512G:S-1-5-21-1-2-3-513", "O:DAG:DU"},
+    {"other domain SID as text", "O:S-1-5-21-1-2-3-1105", "O:S-1-5-21-1-2-3-1105"},
+    {"well-known SID as text", "O:S-1-5-32-544G:S-1-5-18", "O:BAG:SY"},
+    {"builtin alias is not a domain RID", "O:S-1-5-32-553", "O:S-1-5-32-553"},
+    {"SACL is dropped", "O:BAD:(A;;GA;;;BA)S:(AU;SA;GA;;;WD)", "O:BAD:(A;;GA;;;BA)"},
+    {"parts in any order", "D:(A;;GA;;;BA)G:SYO:BA", "O:BAG:SYD:(A;;GA;;;BA)"},
+    {"group code ending in D", "G:DDD:(A;;GA;;;DD)", "G:DDD:(A;;GA;;;DD)"},
+    {"empty SID field", "D:(A;;GA;;;)", "D:(A;;GA;;;)"},
+    {"audit type in a DACL", "D:(AU;SA;GA;;;WD)", "D:(AU;SA;GA;;;WD)"},
+    {"leading blanks", "  O:BA", "O:BA"},
+};
+
+TEST(SddlTest, GoodTextWritesCanonically) {
+  for (const SddlCase& c : kGoodSddl) {
+    SCOPED_TRACE(c.label);
+    EXPECT_EQ(Canonical(c.in), c.out);
+    // Canonical text is a fixed point.
+    EXPECT_EQ(Canonical(c.out), c.out);
+  }
+}
+
+struct BadCase {
+  const char* label;
+  std::string in;
+  const char* message;
+};
+
+const BadCase kBadSddl[] = {
+    {"five fields", "D:(A;;GA;;BA)", "Bad ACE format: A;;GA;;BA "},
+    {"seven fields", "D:(A;;GA;;;BA;)", "Bad ACE format: A;;GA;;;BA; "},
+    {"unclosed ACE", "D:(A;;GA;;;BA", "Bad ACE format: A;;GA;;;BA "},
+    {"text after an ACE", "D:(A;;GA;;;BA)x", "Bad ACE format: A;;GA;;;BA)x "},
+    {"empty ACE", "D:()", "Bad ACE format:  "},
+    {"double parenthesis", "D:((A;;GA;;;BA)", "Bad ACE format:  "},
+    {"unknown type", "D:(X;;GA;;;BA)", "Bad ACE type: X"},
+    {"type in lower case", "D:(a;;GA;;;BA)", "Bad ACE type: a"},
+    {"unknown flag", "D:(A;CX;GA;;;BA)", "Bad ACE flag: CX"},
+    {"odd flag text", "D:(A;CIO;GA;;;BA)", "Bad ACE flag: O"},
+    {"unknown right", "D:(A;;GQ;;;BA)", "Bad ACE right: GQ"},
+    {"odd right text", "D:(A;;GAR;;;BA)", "Bad ACE right: R"},
+    {"hex right with junk", "D:(A;;0xZZ;;;BA)", "Bad ACE right: 0xZZ"},
+    {"hex right above 32 bits", "D:(A;;0x100000000;;;BA)", "Bad ACE right: 0x100000000"},
+    {"unknown DACL flag", "D:PX(A;;GA;;;BA)", "Bad DACL flag: X"},
+    {"P after AI", "D:AIP(A;;GA;;;BA)", "Bad DACL flag: P"},
+    {"bad owner", "O:XX", "Invalid SID string: XX"},
+    {"empty owner", "O:", "Invalid SID string: "},
+    {"code in lower case", "G:ba", "Invalid SID string: ba"},
+    {"bad ACE SID", "D:(A;;GA;;;nobody)", "Invalid SID string: nobody"},
+    {"bad object GUID", "D:(OA;;CR;not-a-guid;;BA)", "Invalid GUID string: not-a-guid"},
+    {"bad inherited GUID", "D:(OA;;CR;;1234;BA)", "Invalid GUID string: 1234"},
+    {"no part at all", "garbage", "Bad SDDL: garbage"},
+    {"text before the first part", "x O:BA", "Bad SDDL: x O:BA"},
+    {"embedded NUL in a SID", std::string("O:B\0A", 5), "Invalid SID string: B"},
+};
+
+TEST(SddlTest, BadTextThrowsItsMessage) {
+  for (const BadCase& c : kBadSddl) {
+    SCOPED_TRACE(c.label);
+    EXPECT_EQ(BadDataMessage([&] { ParseSddl(c.in); }), c.message);
+  }
+}
+
+struct AceCase {
+  const char* text;
+  uint8_t type;
+  uint8_t flags;
+  uint32_t mask;
+  const char* objectType;
+  const char* inheritedType;
+  uint32_t objectFlags;
+  const char* sid;
+};
+
+const AceCase kAces[] = {
+    {"A;;GA;;;BA", 0, 0, 0x10000000, "", "", 0, "S-1-5-32-544"},
+    {"D;CI;SDDT;;;WD", 1, 2, 0x10040, "", "", 0, "S-1-1-0"},
+    {"OA;CIIO;WP;bf9679c0-0de6-11d0-a285-00aa003049e2;bf967aba-0de6-11d0-a285-00aa003049e2;AU", 5,
+     10, 0x20, kMemberAttr, kUserObject, 3, "S-1-5-11"},
+    {"OD;;CR;bf9679c0-0de6-11d0-a285-00aa003049e2;;PS", 6, 0, 0x100, kMemberAttr, "", 1,
+     "S-1-5-10"},
+    {"OA;;CC;;bf967aba-0de6-11d0-a285-00aa003049e2;DA", 5, 0, 1, "", kUserObject, 2,
+     "S-1-5-21-0-0-0-512"},
+    {"AU;SAFA;0x10;;;SY", 2, 0xC0, 0x10, "", "", 0, "S-1-5-18"},
+    {"OU;;0;;;CO", 7, 0, 0, "", "", 0, "S-1-3-0"},
+    {"OL;NPID;;;;S-1-5-21-7-8-9-1000", 8, 0x14, 0, "", "", 0, "S-1-5-21-7-8-9-1000"},
+    {"A;OI;RCLCRPLO;;;", 0, 1, 0x20094, "", "", 0, ""},
+    {"A;;0xffffffff;;;WD", 0, 0, 0xFFFFFFFF, "", "", 0, "S-1-1-0"},
+};
+
+TEST(SddlTest, ParseAceFillsEveryField) {
+  for (const AceCase& c : kAces) {
+    SCOPED_TRACE(c.text);
+    kesh::ACEntry ace = ParseAce(c.text);
+    EXPECT_EQ(ace.type, c.type);
+    EXPECT_EQ(ace.flags, c.flags);
+    EXPECT_EQ(ace.mask, c.mask);
+    EXPECT_EQ(ace.objectType.isNull() ? "" : ace.objectType.toRealMSString(), c.objectType);
+    EXPECT_EQ(ace.inheritedObjectType.isNull() ? "" : ace.inheritedObjectType.toRealMSString(),
+              c.inheritedType);
+    EXPECT_EQ(ace.objectFlags, c.objectFlags);
+    EXPECT_EQ(ace.sid.toMSString(), c.sid);
+    EXPECT_EQ(ace.sid.isNull(), std::string(c.sid).empty());
+  }
+}
+
+TEST(SddlTest, ParseAceWithParenthesesFailsOnTheType) {
+  EXPECT_EQ(BadDataMessage([] { ParseAce("(A;;GA;;;BA)"); }), "Bad ACE type: (A");
+  EXPECT_EQ(BadDataMessage([] { ParseAce(""); }), "Bad ACE format:  ");
+}
+
+struct SidCase {
+  const char* text;
+  const char* sid;
+  const char* code;
+  const char* explained;
+};
+
+const SidCase kSids[] = {
+    {"WD", "S-1-1-0", "WD", "Everyone"},
+    {"BA", "S-1-5-32-544", "BA", "Administrators"},
+    {"SY", "S-1-5-18", "SY", "System"},
+    {"RU", "S-1-5-32-554", "RU", "pre win2k"},
+    {"ED", "S-1-5-9", "ED", "Enterprise Domain Controllers"},
+    {"DA", "S-1-5-21-0-0-0-512", "DA", "Domain Admins"},
+    {"LA", "S-1-5-21-0-0-0-500", "LA", "Administrator"},
+    {"PA", "S-1-5-21-0-0-0-520", "PA", "GP admins"},
+    {"RS", "S-1-5-21-0-0-0-553", "RS", "Ras Servers"},
+    {"SA", "S-1-5-21-0-0-0-518", "SA", "Schema Admins"},
+    {"S-1-5-21-11-22-33-519", "S-1-5-21-11-22-33-519", "EA", "Enterprise Admins"},
+    {"S-1-5-32-545", "S-1-5-32-545", "BU", "Users"},
+};
+
+TEST(SddlTest, SidCodesBothWays) {
+  for (const SidCase& c : kSids) {
+    SCOPED_TRACE(c.text);
+    kesh::SID sid = SidFromString(c.text);
+    EXPECT_EQ(sid.toMSString(), c.sid);
+    EXPECT_EQ(SidToString(sid, false), c.code);
+    // Well-known names need no directory.
+    EXPECT_EQ(SidToString(sid, true), c.explained);
+  }
+}
+
+TEST(SddlTest, TablesHaveUniqueCodesAndKnownSids) {
+  auto checkUnique = [](const SddlCode* table, size_t n) {
+    for (size_t i = 0; i < n; ++i) {
+      EXPECT_EQ(std::string(table[i].code).size(), 2u) << table[i].code;
+      for (size_t j = i + 1; j < n; ++j) {
+        EXPECT_STRNE(table[i].code, table[j].code);
+        EXPECT_NE(table[i].value, table[j].value) << table[i].code << " " << table[j].code;
+      }
+    }
+  };
+  checkUnique(gAceFlags, ACE_FLAG_COUNT);
+  checkUnique(gAceRights, ACE_RIGHT_COUNT);
+  checkUnique(gWellKnownRids, WELL_KNOWN_RID_COUNT);
+  for (size_t i = 0; i < WELL_KNOWN_SID_COUNT; ++i) {
+    SCOPED_TRACE(gWellKnownSids[i].code);
+    // Every row round-trips through its code.
+    kesh::SID sid = SidFromString(gWellKnownSids[i].code);
+    EXPECT_EQ(sid.toMSString(), gWellKnownSids[i].sid);
+    EXPECT_EQ(SidToString(sid, false), gWellKnownSids[i].code);
+  }
+}
+
+TEST(SddlTest, OtherSidsKeepTheirText) {
+  kesh::SID sid("S-1-5-21-1-2-3-1105");
+  EXPECT_EQ(SidToString(sid, false), "S-1-5-21-1-2-3-1105");
+  EXPECT_EQ(SidToString(kesh::SID(), false), "");
+  EXPECT_EQ(SidFromString("S-1-5-21-1-2-3-1105"), sid);
+}
+
+// SDDL -> descriptor -> binary -> descriptor -> SDDL gives the canonical text back.
+TEST(SddlTest, BinaryRoundTrip) {
+  for (const SddlCase& c : kGoodSddl) {
+    SCOPED_TRACE(c.label);
+    // A null SID has no binary form: such ACEs are not written to the directory.
+    if (std::string(c.out).find(";;;)") != std::string::npos) continue;
+    SDPtr sd = ParseSddl(c.in);
+    kesh::NetBuf buf;
+    sd->serialize(buf);
+    auto back = std::make_shared<kesh::SecurityDescriptor>(SD_REVISION, SD_CONTROL);
+    back->parse(buf.data());
+    EXPECT_EQ(SDToString(back), c.out);
+  }
+}
+
+TEST(SddlTest, ParsedDescriptorHasTheFixedHeader) {
+  SDPtr sd = ParseSddl("O:BA");
+  EXPECT_EQ(sd->revision, 1);
+  EXPECT_EQ(sd->control & 0x8014, 0x8014);
+  EXPECT_FALSE(sd->hasDacl);
+  EXPECT_TRUE(sd->group.isNull());
+
+  sd = ParseSddl("D:PAI(A;;GA;;;BA)");
+  EXPECT_TRUE(sd->hasDacl);
+  EXPECT_EQ(sd->dacl.revision, 4);
+  EXPECT_EQ(sd->control & 0x1500, 0x1400);
+  ASSERT_EQ(sd->dacl.aces.size(), 1u);
+}
+
+TEST(SddlTest, PlaceholderDomainIsReplacedByFixSD) {
+  kesh::SID domain("S-1-5-21-100-200-300");
+  SDPtr sd =
+      ParseSddl("O:DAG:S-1-5-21-0-0-0-1234D:(A;;GA;;;EA)(A;;GR;;;S-1-5-21-9-9-9-512)(A;;GR;;;WD)");
+  EXPECT_EQ(sd->owner.toMSString(), "S-1-5-21-0-0-0-512");
+  FixSD(sd, domain);
+  EXPECT_EQ(sd->owner.toMSString(), "S-1-5-21-100-200-300-512");
+  EXPECT_EQ(sd->group.toMSString(), "S-1-5-21-100-200-300-1234");
+  EXPECT_EQ(sd->dacl.aces[0].sid.toMSString(), "S-1-5-21-100-200-300-519");
+  EXPECT_EQ(sd->dacl.aces[1].sid.toMSString(), "S-1-5-21-9-9-9-512");
+  EXPECT_EQ(sd->dacl.aces[2].sid.toMSString(), "S-1-1-0");
+  // The codes read the same after the fix.
+  EXPECT_EQ(SDToString(sd),
+            "O:DAG:S-1-5-21-100-200-300-1234D:(A;;GA;;;EA)(A;;GR;;;DA)(A;;GR;;;WD)");
+
+  // A null domain or SID changes nothing.
+  EXPECT_EQ(FixSid(kesh::SID("S-1-5-21-0-0-0-512"), kesh::SID()).toMSString(),
+            "S-1-5-21-0-0-0-512");
+  EXPECT_TRUE(FixSid(kesh::SID(), domain).isNull());
+  // The placeholder must be the whole domain part.
+  EXPECT_EQ(FixSid(kesh::SID("S-1-5-21-0-0-0-9-512"), domain).toMSString(), "S-1-5-21-0-0-0-9-512");
+}
+
+TEST(SddlTest, SetSDStoresTheFixedBinaryDescriptor) {
+  kesh::ADObject object("CN=x,DC=example,DC=test");
+  EXPECT_EQ(BadDataMessage([&] { GetSD(object); }),
+            "other exception: Security Descriptor not present");
+
+  SDPtr sd = ParseSddl("O:DAD:(A;;GA;;;DA)");
+  SetSD(object, sd, kesh::SID("S-1-5-21-1-2-3"));
+  const kesh::ADAttribute* attr = object.find(AD_NT_SECDESC);
+  ASSERT_NE(attr, nullptr);
+  EXPECT_TRUE(attr->changed());
+  ASSERT_EQ(attr->size(), 1u);
+
+  SDPtr back = GetSD(object);
+  EXPECT_EQ(back->owner.toMSString(), "S-1-5-21-1-2-3-512");
+  EXPECT_EQ(back->dacl.aces.at(0).sid.toMSString(), "S-1-5-21-1-2-3-512");
+  EXPECT_EQ(SDToString(back), "O:DAD:(A;;GA;;;DA)");
+
+  object[AD_NT_SECDESC] = "not a descriptor";
+  EXPECT_NE(BadDataMessage([&] { GetSD(object); }), "no exception");
+}
+
+struct CommandCase {
+  const char* label;
+  std::string (*command)(const std::string&, const std::string&);
+  const char* sddl;
+  const char* arg;
+  const char* out;
+};
+
+const CommandCase kCommands[] = {
+    {"add to an empty text", AddSDAce, "", "A;;GA;;;BA", "D:(A;;GA;;;BA)"},
+    {"add keeps flags and canonical order", AddSDAce, "O:BAD:PAI(A;;GA;;;BA)(A;ID;GR;;;WD)",
+     "D;;WP;;;AU", "O:BAD:PAI(D;;WP;;;AU)(A;;GA;;;BA)(A;ID;GR;;;WD)"},
+    {"add an object ACE", AddSDAce, "D:(A;;GA;;;BA)",
+     "OA;CI;WP;bf9679c0-0de6-11d0-a285-00aa003049e2;;S-1-5-21-1-2-3-1105",
+     "D:(A;;GA;;;BA)(OA;CI;WP;bf9679c0-0de6-11d0-a285-00aa003049e2;;S-1-5-21-1-2-3-1105)"},
+    {"remove the equal ACE", RemoveSDAce, "D:(A;;GA;;;BA)(A;;GR;;;AU)", "A;;GR;;;AU",
+     "D:(A;;GA;;;BA)"},
+    {"remove every copy", RemoveSDAce, "D:(D;;GR;;;AU)(A;;GA;;;BA)(D;;GR;;;AU)", "D;;GR;;;AU",
+     "D:(A;;GA;;;BA)"},
+    {"remove needs equal rights", RemoveSDAce, "D:(A;;GA;;;BA)(A;;GR;;;AU)", "A;;GRGW;;;AU",
+     "D:(A;;GA;;;BA)(A;;GR;;;AU)"},
+    {"remove needs equal flags", RemoveSDAce, "D:(A;CI;GR;;;AU)", "A;;GR;;;AU", "D:(A;CI;GR;;;AU)"},
+    {"remove needs equal type", RemoveSDAce, "D:(A;;GR;;;AU)", "D;;GR;;;AU", "D:(A;;GR;;;AU)"},
+    {"remove needs equal GUID", RemoveSDAce, "D:(OA;;CR;bf9679c0-0de6-11d0-a285-00aa003049e2;;AU)",
+     "OA;;CR;bf967aba-0de6-11d0-a285-00aa003049e2;;AU",
+     "D:(OA;;CR;bf9679c0-0de6-11d0-a285-00aa003049e2;;AU)"},
+    {"remove an object ACE", RemoveSDAce,
+     "D:(A;;GA;;;BA)(OA;;CR;bf9679c0-0de6-11d0-a285-00aa003049e2;;AU)",
+     "OA;;CR;BF9679C0-0DE6-11D0-A285-00AA003049E2;;S-1-5-11", "D:(A;;GA;;;BA)"},
+    {"owner added where none was", SetSDOwner, "D:(A;;GA;;;BA)", "DA", "O:DAD:(A;;GA;;;BA)"},
+    {"owner replaced", SetSDOwner, "O:BAG:SY", "S-1-5-21-1-2-3-1105", "O:S-1-5-21-1-2-3-1105G:SY"},
+    {"group added", SetSDGroup, "O:BA", "DU", "O:BAG:DU"},
+    {"DACL replaced, flags kept", SetSDDacl, "O:BAD:PAI(A;;GA;;;BA)", "(A;;GR;;;AU)(D;;SD;;;WD)",
+     "O:BAD:PAI(D;;SD;;;WD)(A;;GR;;;AU)"},
+    {"DACL made where none was", SetSDDacl, "O:BA", "(A;;GA;;;SY)", "O:BAD:(A;;GA;;;SY)"},
+    {"DACL emptied", SetSDDacl, "D:(A;;GA;;;BA)", "", "D:"},
+};
+
+TEST(SddlTest, CommandsChangeTheText) {
+  for (const CommandCase& c : kCommands) {
+    SCOPED_TRACE(c.label);
+    EXPECT_EQ(c.command(c.sddl, c.arg), c.out);
+  }
+}
+
+TEST(SddlTest, CommandsRefuseBadArguments) {
+  EXPECT_EQ(BadDataMessage([] { AddSDAce("D:", "(A;;GA;;;BA)"); }), "Bad ACE type: (A");
+  EXPECT_EQ(BadDataMessage([] { RemoveSDAce("D:(AU;SA;GA;;;WD)", "AU;SA;GA;;;WD"); }),
+            "Invalid ACE type");
+  EXPECT_EQ(BadDataMessage([] { RemoveSDAce("D:", "OU;;GA;;;WD"); }), "Invalid ACE type");
+  EXPECT_EQ(BadDataMessage([] { SetSDOwner("O:BA", "Administrators"); }),
+            "Invalid SID string: Administrators");
+  EXPECT_EQ(BadDataMessage([] { SetSDDacl("O:BA", "D:(A;;GA;;;BA)"); }), "Bad ACE format: D: ");
+  EXPECT_EQ(BadDataMessage([] { SetSDGroup("D:(A;;GA;;;BA", "SY"); }),
+            "Bad ACE format: A;;GA;;;BA ");
+}
+
+TEST(SddlTest, FailedParseLeavesTheDescriptorAlone) {
+  SDPtr sd = ParseSddl("O:BAD:P(A;;GA;;;BA)");
+  EXPECT_NE(BadDataMessage([&] { ParseDacl("D:AI(A;;GR;;;AU)(X;;;;;)", sd); }), "no exception");
+  EXPECT_NE(BadDataMessage([&] { AddAceToSD(sd, "A;;GR;;;nobody"); }), "no exception");
+  EXPECT_NE(BadDataMessage([&] { SetDaclInSD(sd, "(A;;GR;;;AU)(A;;XX;;;AU)"); }), "no exception");
+  EXPECT_NE(BadDataMessage([&] { SetOwnerInSD(sd, "S-1-x"); }), "no exception");
+  EXPECT_EQ(SDToString(sd), "O:BAD:P(A;;GA;;;BA)");
+}
+
+TEST(SddlTest, ComposeACEStr) {
+  EXPECT_EQ(ComposeACEStr("A;;RCLCRPLO;;;", "S-1-5-11"), "A;;RCLCRPLO;;;S-1-5-11");
+  EXPECT_EQ(ComposeACEStr("OA;CIIO;WP;", kMemberAttr, ";", kUserObject, ";", "AU"),
+            std::string("OA;CIIO;WP;") + kMemberAttr + ";" + kUserObject + ";AU");
+  EXPECT_EQ(BadDataMessage([] { ComposeACEStr("OA;CIIO;GR;;", "", "", "", "", "", "AU"); }),
+            "Bad ACE format: (OA;CIIO;GR;;AU)");
+  EXPECT_EQ(BadDataMessage([] { ComposeACEStr("A;;GA;;;", ";BA"); }),
+            "Bad ACE format: (A;;GA;;;;BA)");
+}
+
+}  // namespace
