@@ -14,19 +14,19 @@ using kesh::ACEntry;
 using kesh::BadDataException;
 using kesh::SID;
 
-const SddlCode gAceTypes[ACE_TYPE_COUNT] = {
+const SddlCode gAceTypes[] = {
     {0, "A", "Allow"}, {1, "D", "Deny"}, {5, "OA", "Allow"}, {6, "OD", "Deny"},
     {2, "AU", ""},     {7, "OU", ""},    {8, "OL", ""},
 };
 
-const SddlCode gAceFlags[ACE_FLAG_COUNT] = {
+const SddlCode gAceFlags[] = {
     {2, "CI", "inherit"},      {1, "OI", "inherit to object"}, {4, "NP", "dont propagate"},
     {8, "IO", "inherit only"}, {16, "ID", "inherited"},        {64, "SA", ""},
     {128, "FA", ""},
 };
 
 // Standard and generic rights first, then the rights of directory objects.
-const SddlCode gAceRights[ACE_RIGHT_COUNT] = {
+const SddlCode gAceRights[] = {
     {0x10000, "SD", "delete"},       {0x20000, "RC", "read SD"},
     {0x40000, "WD", "write DACL"},   {0x80000, "WO", "change owner"},
     {0x80000000, "GR", "read"},      {0x40000000, "GW", "write"},
@@ -38,7 +38,7 @@ const SddlCode gAceRights[ACE_RIGHT_COUNT] = {
     {0x100, "CR", "control access"},
 };
 
-const SddlCode gWellKnownRids[WELL_KNOWN_RID_COUNT] = {
+const SddlCode gWellKnownRids[] = {
     {kesh::WELL_KNOWN_RID::DOMAIN_ADMINS, "DA", "Domain Admins"},
     {kesh::WELL_KNOWN_RID::DOMAIN_USERS, "DU", "Domain Users"},
     {kesh::WELL_KNOWN_RID::ENTERPRISE_ADMINS, "EA", "Enterprise Admins"},
@@ -52,7 +52,7 @@ const SddlCode gWellKnownRids[WELL_KNOWN_RID_COUNT] = {
     {kesh::WELL_KNOWN_RID::SCHEMA_ADMINS, "SA", "Schema Admins"},
 };
 
-const SddlSid gWellKnownSids[WELL_KNOWN_SID_COUNT] = {
+const SddlSid gWellKnownSids[] = {
     {kesh::WELL_KNOWN_SID::ANONYMOUS, "AN", "Anonymous"},
     {kesh::WELL_KNOWN_SID::ACCOUNT_OPERATORS, "AO", "Account operators"},
     {kesh::WELL_KNOWN_SID::AUTHENTICATED_USERS, "AU", "Authenticated users"},

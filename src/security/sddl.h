@@ -46,7 +46,7 @@ constexpr size_t ACE_TYPE_COUNT = 7;
 constexpr size_t ACE_FLAG_COUNT = 7;
 constexpr size_t ACE_RIGHT_COUNT = 17;
 constexpr size_t WELL_KNOWN_RID_COUNT = 11;
-constexpr size_t WELL_KNOWN_SID_COUNT = 28;
+constexpr size_t WELL_KNOWN_SID_COUNT = 27;
 
 extern const SddlCode gAceTypes[ACE_TYPE_COUNT];
 extern const SddlCode gAceFlags[ACE_FLAG_COUNT];

@@ -213,6 +213,9 @@ TEST(SddlTest, SidCodesBothWays) {
 TEST(SddlTest, TablesHaveUniqueCodesAndKnownSids) {
   auto checkUnique = [](const SddlCode* table, size_t n) {
     for (size_t i = 0; i < n; ++i) {
+      // A row left out of a table's initializer would be all zeros.
+      ASSERT_NE(table[i].code, nullptr) << "row " << i;
+      ASSERT_NE(table[i].text, nullptr) << table[i].code;
       EXPECT_EQ(std::string(table[i].code).size(), 2u) << table[i].code;
       for (size_t j = i + 1; j < n; ++j) {
         EXPECT_STRNE(table[i].code, table[j].code);
@@ -223,7 +226,10 @@ TEST(SddlTest, TablesHaveUniqueCodesAndKnownSids) {
   checkUnique(gAceFlags, ACE_FLAG_COUNT);
   checkUnique(gAceRights, ACE_RIGHT_COUNT);
   checkUnique(gWellKnownRids, WELL_KNOWN_RID_COUNT);
+  for (size_t i = 0; i < ACE_TYPE_COUNT; ++i) ASSERT_NE(gAceTypes[i].code, nullptr) << i;
   for (size_t i = 0; i < WELL_KNOWN_SID_COUNT; ++i) {
+    ASSERT_NE(gWellKnownSids[i].code, nullptr) << "row " << i;
+    ASSERT_NE(gWellKnownSids[i].sid, nullptr) << gWellKnownSids[i].code;
     SCOPED_TRACE(gWellKnownSids[i].code);
     // Every row round-trips through its code.
     kesh::SID sid = SidFromString(gWellKnownSids[i].code);
