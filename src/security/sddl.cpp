@@ -4,11 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "directory/ldap.h"
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
-#include "directory/principal.h"
 
 using kesh::ACEntry;
 using kesh::BadDataException;
@@ -158,12 +156,6 @@ const char* WellKnownName(const SID& sid, const std::string& sidText, bool expla
     }
   }
   return nullptr;
-}
-
-// The first value of the attribute, or "" when the object has none.
-std::string FirstValue(const kesh::ADObject& object, const char* name) {
-  const kesh::ADAttribute* attr = object.find(name);
-  return attr ? std::string(*attr) : std::string();
 }
 
 bool SameAce(const ACEntry& a, const ACEntry& b) {
@@ -347,22 +339,6 @@ std::string SidToString(const SID& sid, bool explain) {
   if (sid.isNull()) return "";
   std::string text = sid.toMSString();
   if (const char* name = WellKnownName(sid, text, explain)) return name;
-  if (!explain) return text;
-  try {
-    SID lookup = sid;
-    kesh::ADObject principal = GetPrincipalBySid(lookup);
-    std::string name;
-    if (principal.category() == "Group") {
-      name = FirstValue(principal, AD_CN);
-      if (name.empty()) name = FirstValue(principal, "sAMAccountName");
-    } else {
-      name = FirstValue(principal, "userPrincipalName");
-      if (name.empty()) name = FirstValue(principal, "sAMAccountName");
-    }
-    if (!name.empty()) return name;
-  } catch (const std::exception&) {
-    // Not known to any bound domain: the SID text stands.
-  }
   return text;
 }
 
@@ -397,11 +373,6 @@ void SetSD(kesh::ADObject& object, SDPtr sd, const SID& domain) {
   kesh::ADAttribute& attr = object[AD_NT_SECDESC];
   attr.reset();
   attr.addVal(buf.data(), true, true);
-}
-
-void SetSD(kesh::ADObject& object, SDPtr sd) {
-  SID domain = GetBindingForDN(object.dn())->getDomainSid();
-  SetSD(object, sd, domain);
 }
 
 void AddAceToSD(SDPtr& sd, const std::string& aceText) {
@@ -440,12 +411,6 @@ void SetDaclInSD(SDPtr& sd, const std::string& daclText) {
   }
   sd->dacl = dacl;
   sd->hasDacl = true;
-}
-
-void AddAcesToCont(kesh::ADObject& object, std::vector<std::string>& aces) {
-  SDPtr sd = GetSD(object);
-  for (const std::string& text : aces) AddAceToSD(sd, text);
-  SetSD(object, sd);
 }
 
 std::string ComposeACEStr(const std::string& p1, const std::string& p2, const std::string& p3,
