@@ -1,0 +1,377 @@
+// ADBinding over the in-memory directory.
+//
+// Size limits: a search with a size limit returns the first `sizeLimit` entries as its
+// pages and ends normally. (A server sends those entries and then result code 4; the LDAP
+// backend likewise hands the caller the entries without raising.)
+#include <strings.h>
+
+#include <memory>
+
+#include "directory/library/adbinding.h"
+#include "directory/library/dn.h"
+#include "directory/library/exceptions.h"
+#include "directory/library/memory/directory.h"
+#include "directory/library/memory/filter.h"
+#include "directory/library/memory/syntax.h"
+
+namespace kesh {
+namespace memdir {
+namespace {
+
+const char kDnAttribute[] = "distinguishedName";
+
+[[noreturn]] void ServerDown() {
+  KESH_THROW(LDAPException, LDAP_RC_SERVER_DOWN, "Can't contact LDAP server");
+}
+
+std::string Lower(std::string s) {
+  for (char& c : s) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// The state of one binding's connection; shared with the paged results it made.
+struct Connection {
+  std::string domain;  // lower case
+  bool gc = false;
+  bool up = false;
+  uint64_t epoch = 0;
+};
+
+bool Alive(Directory& d, const Connection& c) {
+  if (!c.up) return false;
+  uint64_t dropped = d.globalDrop;
+  auto it = d.domainDrop.find(c.domain);
+  if (it != d.domainDrop.end() && it->second > dropped) dropped = it->second;
+  return c.epoch >= dropped;
+}
+
+// Starts one directory operation: counts it, checks the connection, applies the fault
+// plan. Returns what the binding sees.
+View Begin(Directory& d, Connection& c) {
+  ++d.operations;
+  if (!Alive(d, c)) {
+    if (!c.up || !d.fault.reconnect) ServerDown();
+    c.epoch = d.epoch;  // reconnects by itself
+  }
+  View view = d.viewFor(c.domain, c.gc);
+  if (d.fault.countdown > 0 && (d.fault.domain.empty() || d.fault.domain == c.domain)) {
+    if (--d.fault.countdown == 0) {
+      uint64_t e = ++d.epoch;
+      if (d.fault.domain.empty()) {
+        d.globalDrop = e;
+      } else {
+        d.domainDrop[d.fault.domain] = e;
+      }
+      ServerDown();
+    }
+  }
+  return view;
+}
+
+class StoreSource : public AttributeSource {
+ public:
+  explicit StoreSource(const AttrStore& attrs) : attrs_(attrs) {}
+  const std::vector<std::string>* values(const std::string& name) const override {
+    auto it = attrs_.find(name);
+    return it == attrs_.end() ? nullptr : &it->second;
+  }
+  const std::string& dn() const override { return dn_; }
+
+ private:
+  const AttrStore& attrs_;
+  std::string dn_;
+};
+
+ADObject RootDseObject(const AttrStore& attrs, const AttrRequest& request) {
+  ADObject obj;
+  for (const auto& a : attrs) {
+    if (request.wants(a.first)) obj[a.first].setValues(a.second);
+  }
+  obj.clearChanged();
+  return obj;
+}
+
+Filter ParseFilter(const std::string& text) { return Filter::parse(text); }
+
+std::vector<std::string> CopyAttrs(AttrList attrs) {
+  std::vector<std::string> out;
+  if (attrs) {
+    for (AttrList a = attrs; *a; ++a) out.push_back(*a);
+  }
+  return out;
+}
+
+class MemoryPages : public PagedObjectListImpl {
+ public:
+  MemoryPages(std::shared_ptr<Connection> conn, std::vector<std::string> keys, int pageSize,
+              AttrList attrs, int sdFlags, std::vector<ADObject> fixed)
+      : conn_(std::move(conn)),
+        keys_(std::move(keys)),
+        pageSize_(pageSize > 0 ? pageSize : 100),
+        all_(attrs == nullptr),
+        names_(CopyAttrs(attrs)),
+        sdFlags_(sdFlags),
+        fixed_(std::move(fixed)) {}
+
+  bool fetchPage(ADObjectList& page) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    if (!first_) Begin(d, *conn_);
+    first_ = false;
+    page = ADObjectList();
+    for (ADObject& o : fixed_) page.push_back(o);
+    fixed_.clear();
+    std::vector<const char*> ptrs;
+    for (const std::string& n : names_) ptrs.push_back(n.c_str());
+    ptrs.push_back(nullptr);
+    AttrRequest request = AttrRequest::from(all_ ? nullptr : ptrs.data());
+    size_t n = 0;
+    while (pos_ < keys_.size() && n < static_cast<size_t>(pageSize_)) {
+      const Entry* e = d.find(keys_[pos_++]);
+      if (!e) continue;  // deleted since the search began
+      page.push_back(d.toObject(*e, request, sdFlags_));
+      ++n;
+    }
+    return pos_ >= keys_.size();
+  }
+
+ private:
+  std::shared_ptr<Connection> conn_;
+  std::vector<std::string> keys_;
+  size_t pos_ = 0;
+  const int pageSize_;
+  const bool all_;
+  const std::vector<std::string> names_;
+  const int sdFlags_;
+  std::vector<ADObject> fixed_;
+  bool first_ = true;
+};
+
+class MemoryBinding : public ADBinding {
+ public:
+  MemoryBinding(const std::string& domain, const std::string& ccache, bool gc,
+                const std::string& server, const std::string& site)
+      : domain_(domain),
+        ccache_(ccache),
+        server_(server),
+        site_(site),
+        conn_(std::make_shared<Connection>()) {
+    conn_->domain = Lower(domain);
+    conn_->gc = gc;
+  }
+
+  bool connected() override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    return Alive(d, *conn_);
+  }
+
+  PagedObjectList search(int pageSize, const std::string& filter, const std::string& base,
+                         AttrList attrs, int scope, int sizeLimit, int) override {
+    std::shared_ptr<MemoryPages> pages;
+    {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      Filter f = ParseFilter(filter);
+      if (scope < SCOPE_BASE || scope > SCOPE_SUB) {
+        KESH_THROW(LDAPException, 2, "Protocol error");
+      }
+      std::vector<std::string> keys;
+      std::vector<ADObject> fixed;
+      if (base.empty() && scope == SCOPE_BASE) {
+        AttrStore dse = d.rootDse(view);
+        if (f.matches(StoreSource(dse)))
+          fixed.push_back(RootDseObject(dse, AttrRequest::from(attrs)));
+      } else {
+        keys = d.search(view, base, scope, f, sizeLimit > 0 ? static_cast<size_t>(sizeLimit) : 0);
+      }
+      pages = std::make_shared<MemoryPages>(conn_, std::move(keys), pageSize, attrs, sdFlags,
+                                            std::move(fixed));
+    }
+    return PagedObjectList(pages);
+  }
+
+  void setConnectTimeout(int seconds, int) override { connectTimeout_ = seconds; }
+  void setSearchTimeout(int seconds, int) override { searchTimeout_ = seconds; }
+
+  std::string server() override { return connectedServer_; }
+
+  ADObject fetch(const std::string& dn, AttrList attrs, const std::string& filter, int) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    View view = Begin(d, *conn_);
+    Filter f = ParseFilter(filter);
+    AttrRequest request = AttrRequest::from(attrs);
+    if (dn.empty()) {
+      AttrStore dse = d.rootDse(view);
+      if (!f.matches(StoreSource(dse))) NoSuchObject();
+      return RootDseObject(dse, request);
+    }
+    Entry& e = d.resolveIn(view, dn);
+    if (!d.matches(e, f)) NoSuchObject();
+    return d.toObject(e, request, sdFlags);
+  }
+
+  void add(ADObject& object) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    View view = Begin(d, *conn_);
+    AttrStore attrs;
+    for (const auto& a : object.attributes()) {
+      if (a.second.empty() || IsInternal(a.first)) continue;
+      attrs[a.first] = a.second.values();
+    }
+    d.add(&view, object.dn(), std::move(attrs), sdFlags, false);
+    object.clearChanged();
+  }
+
+  void rename(ADObject& object, const std::string& newRdn) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    View view = Begin(d, *conn_);
+    Entry& e = d.resolveIn(view, object.dn());
+    if (newRdn.find('=') == std::string::npos) {
+      KESH_THROW(LDAPException, LDAP_RC_INVALID_DN_SYNTAX, "Invalid DN syntax");
+    }
+    std::string parent = e.parent;
+    std::string newDn = d.relocate(view, e.key, newRdn, parent);
+    Follow(object, d, newDn);
+  }
+
+  void update(ADObject& object, int mode) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    View view = Begin(d, *conn_);
+    Entry& e = d.resolveIn(view, object.dn());
+    std::vector<Change> changes;
+    for (const auto& a : object.attributes()) {
+      if (!a.second.changed() || IsInternal(a.first)) continue;
+      // Adding or deleting no values is no change (deleting a whole attribute is a replace
+      // without values).
+      if ((mode == 0 || mode == 1) && a.second.empty()) continue;
+      changes.push_back(Change{a.first, a.second.values()});
+    }
+    if (!changes.empty()) d.modify(view, e.key, mode, changes, sdFlags);
+    object.clearChanged();
+  }
+
+  void remove(ADObject& object, bool tree) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    View view = Begin(d, *conn_);
+    Entry& e = d.resolveIn(view, object.dn());
+    d.remove(view, e.key, tree);
+  }
+
+  std::string domainName() override { return domain_; }
+  std::string ccacheName() override { return ccache_; }
+
+  void connect(const std::string& server, const std::string& site, int) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    conn_->up = false;
+    View view = d.viewFor(conn_->domain, conn_->gc);
+    AttrStore dse = d.rootDse(view);
+    std::string host = dse["dnsHostName"].empty() ? std::string() : dse["dnsHostName"].front();
+    std::string wanted = server.empty() ? server_ : server;
+    if (!wanted.empty() && strcasecmp(wanted.c_str(), host.c_str()) != 0 &&
+        strcasecmp(wanted.c_str(), domain_.c_str()) != 0) {
+      ServerDown();
+    }
+    auto cache = d.ccaches.find(ccache_);
+    if (cache == d.ccaches.end() || cache->second.empty()) {
+      KESH_THROW(LDAPException, 82, "Local error: no Kerberos credentials in cache '%s'",
+                 ccache_.c_str());
+    }
+    if (!site.empty()) site_ = site;
+    connectedServer_ = host;
+    conn_->up = true;
+    conn_->epoch = d.epoch;
+  }
+
+  void prepareWrite() override {}
+
+  void getAttributeValues(ADObject& object, const std::string& name, int) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    View view = Begin(d, *conn_);
+    Entry& e = d.resolveIn(view, object.dn());
+    std::string attr = DN::unescapeDNString(name);
+    std::vector<std::string> values = d.allValues(e, attr);
+    if (strcasecmp(attr.c_str(), "nTSecurityDescriptor") == 0 && !values.empty()) {
+      const char* one[] = {"nTSecurityDescriptor", nullptr};
+      ADObject sd = d.toObject(e, AttrRequest::from(one), sdFlags);
+      values = sd["nTSecurityDescriptor"].values();
+    }
+    ADAttribute& a = object[attr];
+    a.setValues(values);
+    a.setIncomplete(false);
+    a.setBinary(IsBinaryAttribute(attr));
+  }
+
+  void move(ADObject& object, const std::string& newParent) override {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    View view = Begin(d, *conn_);
+    Entry& e = d.resolveIn(view, object.dn());
+    std::string key = e.key;
+    std::string rdn = DN::rdn(e.dn);
+    Entry& parent = d.resolveIn(view, newParent);
+    std::string newDn = d.relocate(view, key, rdn, parent.key);
+    Follow(object, d, newDn);
+  }
+
+  int domainLevel() override { return Level("domainFunctionality"); }
+  int forestLevel() override { return Level("forestFunctionality"); }
+  void connectToWritable() override {}
+
+ private:
+  static bool IsInternal(const std::string& name) {
+    return strcasecmp(name.c_str(), kDnAttribute) == 0 ||
+           strcasecmp(name.c_str(), "_objectCategory") == 0;
+  }
+
+  [[noreturn]] static void NoSuchObject() {
+    KESH_THROW(LDAPException, LDAP_RC_NO_SUCH_OBJECT, "No such object");
+  }
+
+  // The object's DN and naming attributes follow a rename or move.
+  static void Follow(ADObject& object, Directory& d, const std::string& newDn) {
+    object[kDnAttribute].setValues({newDn});
+    Entry* e = d.find(DN::normalize(newDn));
+    if (!e) return;
+    std::string rdn = DN::rdn(newDn);
+    std::string type = rdn.substr(0, rdn.find('='));
+    for (const std::string& name : {type, std::string("name")}) {
+      if (object.find(name) && e->attrs.count(name)) object[name].setValues(e->attrs.at(name));
+    }
+  }
+
+  int Level(const char* name) {
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    AttrStore dse = d.rootDse(d.viewFor(conn_->domain, conn_->gc));
+    return dse[name].empty() ? 0 : atoi(dse[name].front().c_str());
+  }
+
+  const std::string domain_;
+  const std::string ccache_;
+  const std::string server_;
+  std::string site_;
+  std::string connectedServer_;
+  int connectTimeout_ = 0;
+  int searchTimeout_ = 0;
+  std::shared_ptr<Connection> conn_;
+};
+
+}  // namespace
+}  // namespace memdir
+
+std::shared_ptr<ADBinding> NewADBinding(const std::string& domain, const std::string& ccacheName,
+                                        bool gc, const std::string& server, const std::string& site,
+                                        Locator) {
+  return std::make_shared<memdir::MemoryBinding>(domain, ccacheName, gc, server, site);
+}
+
+}  // namespace kesh
