@@ -169,7 +169,7 @@ KerberosContext::KerberosContext() {
       return;
     }
   }
-  std::string text = error_message(rc);
+  std::string text = KrbMessage(nullptr, rc);
   Log(Logger::ERROR, __func__, "Kerberos initialisation failed: %s", text.c_str());
   KESH_THROW(KerberosException, static_cast<int>(rc), "%s", text.c_str());
 }

@@ -17,6 +17,8 @@ namespace {
 const char* const kDnAttribute = "distinguishedName";
 const char* const kCategoryAttribute = "_objectCategory";
 const char* const kTreeDeleteOid = "1.2.840.113556.1.4.805";
+// Values asked for per request of a ranged read: AD's default MaxValRange.
+const long kRangeWindow = 1500;
 
 bool IsInternalAttribute(const std::string& name) {
   return strcasecmp(name.c_str(), kDnAttribute) == 0 ||
@@ -130,6 +132,8 @@ class LdapPagedSearch : public PagedObjectListImpl {
       s.fail(__FILE__, __LINE__, rc, diagnostic);
     }
     for (LDAPMessage* e = ldap_first_entry(ld, result); e != nullptr; e = ldap_next_entry(ld, e)) {
+      // Not every server applies a size limit to a paged search; it holds all the same.
+      if (sizeLimit_ > 0 && returned_ + static_cast<int>(page.size()) >= sizeLimit_) break;
       page.push_back(EntryToObject(ld, e));
     }
     returned_ += static_cast<int>(page.size());
@@ -244,7 +248,8 @@ void LdapADBinding::connect(const std::string& server, const std::string& site, 
 }
 
 LdapSession& LdapADBinding::session() {
-  if (session_ == nullptr) connect(std::string(), std::string(), 0);
+  // A lost connection is made again by the next operation, so that its repeat succeeds.
+  if (session_ == nullptr || !session_->alive()) connect(std::string(), std::string(), 0);
   return *session_;
 }
 
@@ -423,7 +428,10 @@ void LdapADBinding::getAttributeValues(ADObject& object, const std::string& name
   std::vector<std::string> values;
   long start = 0;
   for (;;) {
-    std::vector<std::string> attrs = {name + ";range=" + std::to_string(start) + "-*"};
+    // Explicit windows: AD cuts every answer at its MaxValRange anyway, Samba answers a
+    // window as asked; the name of the answer tells where the next one starts.
+    std::vector<std::string> attrs = {name + ";range=" + std::to_string(start) + "-" +
+                                      std::to_string(start + kRangeWindow - 1)};
     LDAPMessage* result = nullptr;
     std::string diagnostic;
     int rc = s.search(dn, LDAP_SCOPE_BASE, "(objectClass=*)", &attrs, nullptr, 0, &result, nullptr,
