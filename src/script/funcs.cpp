@@ -21,6 +21,7 @@
 // authorization: roles, rights, assignments
 
 // security: SDDL and its explanation
+#include "security/sddl.h"
 
 namespace {
 
@@ -251,11 +252,11 @@ const std::vector<Row>& Table() {
     {"principal_to_id", "pti", "[-apple] <upn>", "Takes a principal name and returns a UID or GID.\n", NotAvailableVariadic()},
     {"get_schema_guid", "gsg", "<schema name>", "", NotAvailable(1)},
     {"explain_sd", "es", "<sddl>", "Explains a security descriptor given as SDDL: owner, group and each access control entry in words.\n", NotAvailable(1)},
-    {"remove_sd_ace", "rsa", "<sddl> <ace>", "Removes an access control entry, given without parentheses, from an SDDL security descriptor and returns the new SDDL.\n", NotAvailable(2)},
-    {"add_sd_ace", "ase", "<sddl> <ace>", "Adds an access control entry, given without parentheses, to an SDDL security descriptor and returns the new SDDL.\n", NotAvailable(2)},
-    {"set_sd_owner", "sso", "<sddl> <sid>", "Sets the owner of an SDDL security descriptor and returns the new SDDL.\n", NotAvailable(2)},
-    {"set_sd_group", "ssg", "<sddl> <sid>", "Sets the group of an SDDL security descriptor and returns the new SDDL.\n", NotAvailable(2)},
-    {"set_sd_dacl", "ssd", "<sddl> <dacl>", "Replaces the DACL of an SDDL security descriptor and returns the new SDDL.\n", NotAvailable(2)},
+    {"remove_sd_ace", "rsa", "<sddl> <ace>", "Removes an access control entry, given without parentheses, from an SDDL security descriptor and returns the new SDDL.\n", Fixed(RemoveSDAce)},
+    {"add_sd_ace", "ase", "<sddl> <ace>", "Adds an access control entry, given without parentheses, to an SDDL security descriptor and returns the new SDDL.\n", Fixed(AddSDAce)},
+    {"set_sd_owner", "sso", "<sddl> <sid>", "Sets the owner of an SDDL security descriptor and returns the new SDDL.\n", Fixed(SetSDOwner)},
+    {"set_sd_group", "ssg", "<sddl> <sid>", "Sets the group of an SDDL security descriptor and returns the new SDDL.\n", Fixed(SetSDGroup)},
+    {"set_sd_dacl", "ssd", "<sddl> <dacl>", "Replaces the DACL of an SDDL security descriptor and returns the new SDDL.\n", Fixed(SetSDDacl)},
     {"get_pwnam", "gpn", "<unix name>", "Looks up UNIX user by name.\n", NotAvailable(1)},
     {"getent_passwd", "gep", "", "Enumerate locally visible UNIX users.\n", NotAvailable(0)},
     {"get_child_zones", "gcz", "[-tree] [-crole] [-computer]", "Returns a list of the paths of the child zones of the current zone.\n-tree: child zones; -crole: computer roles; -computer: computer zones. Without switches, all of them.\n", NotAvailableVariadic()},

@@ -7,6 +7,7 @@
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
+#include "directory/library/strings.h"
 
 using kesh::ACEntry;
 using kesh::BadDataException;
@@ -83,34 +84,6 @@ const SddlSid gWellKnownSids[] = {
 const char* const PLACEHOLDER_DOMAIN_SID = "S-1-5-21-0-0-0";
 
 namespace {
-
-// Splits at every `sep`; empty pieces are kept, so "a;;b" gives three pieces.
-std::vector<std::string> SplitAt(char sep, const std::string& text) {
-  std::vector<std::string> pieces;
-  size_t start = 0;
-  for (;;) {
-    size_t pos = text.find(sep, start);
-    if (pos == std::string::npos) {
-      pieces.push_back(text.substr(start));
-      return pieces;
-    }
-    pieces.push_back(text.substr(start, pos - start));
-    start = pos + 1;
-  }
-}
-
-// Splits at any character of `seps`; empty pieces are dropped.
-std::vector<std::string> Crack(const std::string& text, const char* seps) {
-  std::vector<std::string> pieces;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t pos = text.find_first_of(seps, start);
-    if (pos == std::string::npos) pos = text.size();
-    if (pos > start) pieces.push_back(text.substr(start, pos - start));
-    start = pos + 1;
-  }
-  return pieces;
-}
 
 template <size_t N>
 const SddlCode* FindCode(const SddlCode (&table)[N], const std::string& code) {
@@ -205,8 +178,9 @@ SDPtr ParseSddl(const std::string& text) {
 }
 
 void ParseDacl(const std::string& text, SDPtr& sd) {
-  std::vector<std::string> pieces = SplitAt('(', text);
-  std::string flags = pieces[0];
+  std::vector<std::string> pieces;
+  kesh::StringSplit('(', text, pieces);
+  std::string flags = pieces.empty() ? std::string() : pieces[0];
   if (flags.compare(0, 2, "D:") == 0) flags.erase(0, 2);
   uint16_t control = sd->control;
   size_t pos = 0;
@@ -239,7 +213,8 @@ void ParseDacl(const std::string& text, SDPtr& sd) {
 }
 
 ACEntry ParseAce(const std::string& text) {
-  std::vector<std::string> fields = SplitAt(';', text);
+  std::vector<std::string> fields;
+  kesh::StringSplit(';', text, fields);
   if (fields.size() != 6) KESH_THROW(BadDataException, 0, "Bad ACE format: %s ", text.c_str());
   ACEntry ace;
 
@@ -405,7 +380,9 @@ void SetGroupInSD(SDPtr& sd, const std::string& sidText) { sd->group = SidFromSt
 void SetDaclInSD(SDPtr& sd, const std::string& daclText) {
   kesh::ACList dacl;
   dacl.revision = 4;
-  for (const std::string& piece : Crack(daclText, "()")) {
+  std::vector<std::string> pieces;
+  kesh::CrackString(daclText, "()", pieces);
+  for (const std::string& piece : pieces) {
     ACEntry ace = ParseAce(piece);
     dacl.addACE(ace);
   }
