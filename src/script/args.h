@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Tcl {
@@ -18,6 +19,10 @@ class object;
 
 // One switch of a command.
 struct SwitchDef {
+  SwitchDef() = default;
+  // A switch `name`, taking a value when `hasValue`: SwitchDef("-limit", true).
+  SwitchDef(std::string name, bool hasValue = false) : name(std::move(name)), hasValue(hasValue) {}
+
   // The switch with its dash, for example "-gc".
   std::string name;
   // The switch takes the next word as its value.

@@ -16,10 +16,10 @@ int Zonesmith_cpptcl_Init(Tcl::interpreter& interp) {
   Tcl_Interp* raw = interp.get();
   if (Tcl_InitStubs(raw, "8.5", 0) == nullptr) return TCL_OK;
 
-  // A second load into the same interpreter starts a fresh session.
-  if (ClientData old = Tcl_GetAssocData(raw, kContextKey, nullptr)) {
+  // A second load into the same interpreter starts a fresh session; deleting the
+  // associated data runs CleanContextTab on the old one.
+  if (Tcl_GetAssocData(raw, kContextKey, nullptr) != nullptr) {
     Tcl_DeleteAssocData(raw, kContextKey);
-    CleanContextTab(old, raw);
   }
 
   auto* tab = new ContextTab();
