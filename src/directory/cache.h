@@ -64,6 +64,8 @@ class Cache {
 
  private:
   std::shared_ptr<Sqlite::Statement> getStatement(int index, const char* sql);
+  // The entry under `key`: from `objects` in memory mode, else through statement `index`.
+  kesh::ADObject lookup(int index, const std::string& key);
   std::array<std::shared_ptr<Sqlite::Statement>, 5> statements_;
 };
 
