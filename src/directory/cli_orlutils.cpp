@@ -216,13 +216,11 @@ struct ServerFacts {
 
 // Reads the root DSE of `server` with the calling user's credentials. Throws when the
 // server cannot be reached or answers nothing.
-ServerFacts ReadServerFacts(const std::string& server, const std::string& domain) {
+ServerFacts ReadServerFacts(const std::string& server) {
   std::string ccName = Krb5CredentialsCache::findUserCCache(getuid(), true);
-  std::string bindDomain = domain;
-  if (bindDomain.empty()) {
-    size_t dot = server.find('.');
-    bindDomain = dot == std::string::npos ? server : server.substr(dot + 1);
-  }
+  // The server's own domain is the rest of its DNS name.
+  size_t dot = server.find('.');
+  std::string bindDomain = dot == std::string::npos ? server : server.substr(dot + 1);
   std::shared_ptr<ADBinding> binding =
       NewADBinding(bindDomain, ccName, false, server, "", prejoin_kdc_locator_callback);
   binding->connect(server, "", 0);
@@ -248,7 +246,7 @@ int VerifyServer(const std::string& server, bool gc, bool writable, bool notIp,
   if (notIp && server.find_first_not_of("0123456789.") == std::string::npos) return 5;
   ServerFacts facts;
   try {
-    facts = ReadServerFacts(server, domain);
+    facts = ReadServerFacts(server);
   } catch (const std::exception&) {
     return 1;
   }

@@ -13,6 +13,9 @@
 // them with Fixed(...) or Variadic(...).
 
 // directory: bindings, cache, generic objects, principals and utilities
+#include "directory/cache.h"
+#include "directory/cli_orlutils.h"
+#include "directory/ldap.h"
 
 // zones: zone commands, NIS maps, right delegation
 
@@ -84,10 +87,10 @@ const std::vector<Row>& Table() {
   static const std::vector<Row> rows = {
     {"help", "h", "command_pattern", "", Fixed(FuncHelp)},
     {"quit", "q", "", "", Fixed(Quit)},
-    {"set_ldap_timeout", "", "<timeout in seconds>", "Sets the LDAP timeout for new bindings, default is 5 minutes.\n", NotAvailable(1)},
-    {"bind", "", "[-gc] [-write] [-machine] <[server@]domain> [<user> [<password>]]", "Creates an AD binding to the specified domain.\nIf no user or password supplied then current Kerberos credentials are used.\nIf a user name is supplied then password will be prompted.\n", NotAvailableVariadic()},
-    {"cache", "", "[-memory] [-file <name>] [-keep] on | off | clear", "", NotAvailableVariadic()},
-    {"get_bind_info", "gbi", "<domain> forest|server|sid|domain_level|forest_level", "Returns information about the binding to the specified domain.\n", NotAvailable(2)},
+    {"set_ldap_timeout", "", "<timeout in seconds>", "Sets the LDAP timeout for new bindings, default is 5 minutes.\n", Fixed(SetTimeout)},
+    {"bind", "", "[-gc] [-write] [-machine] <[server@]domain> [<user> [<password>]]", "Creates an AD binding to the specified domain.\nIf no user or password supplied then current Kerberos credentials are used.\nIf a user name is supplied then password will be prompted.\n", Variadic(FuncBind)},
+    {"cache", "", "[-memory] [-file <name>] [-keep] on | off | clear", "", Variadic(CacheControl)},
+    {"get_bind_info", "gbi", "<domain> forest|server|sid|domain_level|forest_level", "Returns information about the binding to the specified domain.\n", Fixed(BindInfo)},
     {"show", "", "all|bind|zone|user|localuser|assignment|object|group|localgroup|pamright|qvcommand|nismap|role|computer|rse|rscommand", "", Variadic(Show)},
     {"get_temp_dir", "gtd", "[-secure|-nonsecure]", "Get temporary directory.When no flag is supplied, the directory is determined by the effective user id(euid).If the euid = 0 or -secure is specified, we will get a secure path.Otherwise, we get the default temporary directory for normal users", NotAvailableVariadic()},
     {"push", "", "", "Saves zonesmith context on internal stack.\n", Fixed(Push)},

@@ -7,22 +7,34 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "directory/library/adobject.h"
 #include "directory/library/guid.h"
 #include "directory/library/sid.h"
+#include "support/tcl_session.h"
 
 namespace {
+
+// Trace lines go to the interpreter's standard output: every test runs in a session.
+class SessionEnvironment : public testing::Environment {
+ public:
+  void SetUp() override { session_.reset(new TclSession()); }
+  void TearDown() override { session_.reset(); }
+
+ private:
+  std::unique_ptr<TclSession> session_;
+};
+testing::Environment* const kSession = testing::AddGlobalTestEnvironment(new SessionEnvironment);
 
 const char* const kAliceDn = "CN=Alice,CN=Users,DC=example,DC=test";
 const char* const kAliceSid = "S-1-5-21-1-2-3-1104";
 const char* const kAliceGuid = "00112233445566778899AABBCCDDEEFF";
 
 kesh::ADObject MakeObject(const std::string& dn, const std::string& category,
-                          const std::string& sam, const std::string& sid,
-                          const std::string& guid) {
+                          const std::string& sam, const std::string& sid, const std::string& guid) {
   kesh::ADObject object(dn);
   object["distinguishedName"].setChanged(false);
   if (!category.empty()) object["_objectCategory"].setValues({category});
@@ -72,9 +84,8 @@ TEST(Adler32, PublishedVectors) {
       {"5552 bytes of 0xff", std::string(5552, '\xff'), 0xF18F9B8C},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(c.expected,
-              Cache::adler32(reinterpret_cast<const unsigned char*>(c.data.data()),
-                             static_cast<int>(c.data.size())))
+    EXPECT_EQ(c.expected, Cache::adler32(reinterpret_cast<const unsigned char*>(c.data.data()),
+                                         static_cast<int>(c.data.size())))
         << c.label;
   }
   const unsigned char byte = 'x';
@@ -124,9 +135,9 @@ TEST(CacheMemory, StoresUnderDnGuidSidAndNameKeys) {
   EXPECT_EQ(expected, Keys(cache));
 
   kesh::SID sid(kAliceSid);
-  for (kesh::ADObject hit : {cache.lookupDN("cn=ALICE,CN=Users,DC=Example,DC=test", nullptr, ""),
-                             cache.lookupSid(sid, nullptr),
-                             cache.lookupUser("Alice@Example.Test", nullptr)}) {
+  for (kesh::ADObject hit :
+       {cache.lookupDN("cn=ALICE,CN=Users,DC=Example,DC=test", nullptr, ""),
+        cache.lookupSid(sid, nullptr), cache.lookupUser("Alice@Example.Test", nullptr)}) {
     ASSERT_FALSE(hit.empty());
     EXPECT_EQ(kAliceDn, hit.dn());
     EXPECT_EQ("first", std::string(hit["description"]));
@@ -223,11 +234,16 @@ TEST(CacheMemory, RemoveDropsEveryAttributeListAndTheSecondaryKeys) {
       // The first DN entry takes the secondary keys of both attribute lists with it.
       "cache remove cn=alice,CN=Users,DC=example,DC=test\n"
       "cache erase s-1-5-21-1-2-3-1104:0\n"
-      "cache erase s-1-5-21-1-2-3-1104" + hash + "\n"
-      "cache erase alice@example.test:0\n"
-      "cache erase alice@example.test" + hash + "\n"
-      "cache erase 00112233445566778899aabbccddeeff:0\n"
-      "cache erase 00112233445566778899aabbccddeeff" + hash + "\n",
+      "cache erase s-1-5-21-1-2-3-1104" +
+          hash +
+          "\n"
+          "cache erase alice@example.test:0\n"
+          "cache erase alice@example.test" +
+          hash +
+          "\n"
+          "cache erase 00112233445566778899aabbccddeeff:0\n"
+          "cache erase 00112233445566778899aabbccddeeff" +
+          hash + "\n",
       out);
   std::vector<std::string> expected = {
       "alice2@example.test:0",
@@ -331,7 +347,7 @@ TEST_F(CacheFile, CreatesTheTableAndIndexes) {
   EXPECT_TRUE(cache.opened);
   EXPECT_FALSE(cache.memory);
   std::vector<std::string> expected = {
-      "table|object", "index|idx1", "index|idx2", "index|idx3", "index|idx4",
+      "index|idx1", "index|idx2", "index|idx3", "index|idx4", "table|object",
   };
   EXPECT_EQ(expected, Query("select type, name from sqlite_master order by name"));
   EXPECT_EQ(std::vector<std::string>{"CREATE TABLE [object] ([id] integer not null primary "
