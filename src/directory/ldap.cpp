@@ -5,7 +5,6 @@
 #include <string>
 
 #include "directory/cache.h"
-#include "directory/cli_orlutils.h"
 #include "directory/library/constants.h"
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
@@ -194,7 +193,7 @@ kesh::ADAttribute& GetAttributeValues(kesh::ADObject& object, const std::string&
   try {
     GetBindingForDN(object.dn())->getAttributeValues(object, name);
   } catch (const std::exception&) {
-    getLogger("cli.zonesmith", false)
+    kesh::Logger::GetThreadPrivateLogger("cli.zonesmith")
         ->log(kesh::Logger::DEBUG, __FILE__, __LINE__, __func__,
               "Failed to get attribute values of adobject(%s), field(%s)", object.dn().c_str(),
               name.c_str());

@@ -31,8 +31,7 @@ class BindingTest : public testing::Test {
   void SetUp() override {
     memdir::Reset();
     memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
-    Run("bind example.test administrator Adm1n!Pass");
-    binding_ = GetBinding("example.test");
+    binding_ = BindTo("example.test", false);
   }
   void TearDown() override { memdir::Reset(); }
 
@@ -44,6 +43,25 @@ class BindingTest : public testing::Test {
   }
 
   ContextTab& Tab() { return *GetContextTab(); }
+
+  // Enters a connected binding to `domain` (its catalog with `gc`) into the session, with a
+  // ticket of the domain's Administrator; a binding already there gets the new connection.
+  std::shared_ptr<MyBinding> BindTo(const std::string& domain, bool gc) {
+    std::string cache = "MEMORY:" + domain + (gc ? ":gc" : "");
+    memdir::SetCCache(cache, "Administrator@" + domain);
+    std::shared_ptr<kesh::ADBinding> connection =
+        kesh::NewADBinding(domain, cache, gc, "", "", nullptr);
+    connection->connect("", "", 0);
+    auto& map = gc ? Tab().gcBindings : Tab().bindings;
+    std::shared_ptr<MyBinding>& entry = map[domain];
+    if (entry) {
+      entry->binding = connection;
+      entry->ccName = cache;
+    } else {
+      entry = std::make_shared<MyBinding>(connection, cache);
+    }
+    return entry;
+  }
 
   // Directory operations made while `f` runs.
   uint64_t OperationsOf(const std::function<void()>& f) {
@@ -107,7 +125,7 @@ TEST_F(BindingTest, EachOperationIsRepeatedOnceAfterALostConnection) {
     SCOPED_TRACE(op.name);
     memdir::Reset();
     memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
-    Run("bind example.test administrator Adm1n!Pass");
+    BindTo("example.test", false);
     kesh::ADObject alice = binding_->binding->fetch(kAlice, nullptr, AD_ALL_OBJECTS, 0);
     // The client library reconnects by itself at the next operation.
     memdir::DropAfter(1, "", true);
@@ -265,7 +283,7 @@ TEST_F(BindingTest, MoveToThePresentParentInAnotherCaseDoesNotReachTheDirectory)
 
 TEST_F(BindingTest, RootDseIsCachedPerDomain) {
   memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
-  Run("bind other.test administrator Other!Adm1n");
+  BindTo("other.test", false);
   Run("cache on");
   std::shared_ptr<MyBinding> other = GetBinding("other.test");
   EXPECT_EQ("dc1.example.test",
@@ -290,7 +308,7 @@ TEST_F(BindingTest, RootFactsAreReadOnceOnDemand) {
 
 TEST_F(BindingTest, ChildDomainNamesItsForestRoot) {
   memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/child.ldif");
-  Run("bind child.example.test chris chris-pw");
+  BindTo("child.example.test", false);
   EXPECT_EQ("example.test", GetBinding("Child.Example.Test")->getForest());
 }
 
@@ -314,8 +332,8 @@ TEST_F(BindingTest, GlobalCatalogFoundByForestOfADomain) {
   } catch (const kesh::NotFoundException& e) {
     EXPECT_STREQ("No binding for GC in forest ", e.what());
   }
-  Run("bind -gc example.test administrator Adm1n!Pass");
-  Run("bind child.example.test chris chris-pw");
+  BindTo("example.test", true);
+  BindTo("child.example.test", false);
   std::shared_ptr<MyBinding> gc = Tab().gcBindings.at("example.test");
   EXPECT_NE(gc, binding_);
   EXPECT_EQ(gc, GetGCBinding(""));
@@ -329,7 +347,7 @@ TEST_F(BindingTest, GlobalCatalogFoundByForestOfADomain) {
     EXPECT_STREQ("No binding for domain Unbound.Test", e.what());
   }
   memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
-  Run("bind other.test administrator Other!Adm1n");
+  BindTo("other.test", false);
   try {
     GetGCBinding("Other.Test");
     ADD_FAILURE();
