@@ -265,10 +265,8 @@ void Cache::eraseSecondary(const std::string& key) {
 }
 
 void CacheControl(const Tcl::object& args) {
-  std::map<std::string, SwitchDef> switches = Switches({{"-memory", false, "", false},
-                                                        {"-file", true, "", false},
-                                                        {"-keep", false, "", false},
-                                                        {"-trace", false, "", false}});
+  std::map<std::string, SwitchDef> switches =
+      Switches({{"-memory"}, {"-file", true}, {"-keep"}, {"-trace"}});
   std::vector<std::string> positional;
   ParseArgs(switches, args, positional);
   bool memoryMode = switches["-memory"].seen;

@@ -301,8 +301,7 @@ bool ValidateServer(std::shared_ptr<Logger> logger, const std::string& server, b
 }  // namespace kesh
 
 void FuncBind(const Tcl::object& args) {
-  std::map<std::string, SwitchDef> switches = Switches(
-      {{"-gc", false, "", false}, {"-machine", false, "", false}, {"-write", false, "", false}});
+  std::map<std::string, SwitchDef> switches = Switches({{"-gc"}, {"-machine"}, {"-write"}});
   std::vector<std::string> positional;
   ParseArgs(switches, args, positional);
   bool gc = switches["-gc"].seen;
