@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "directory/ldap.h"
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
@@ -350,6 +351,11 @@ void SetSD(kesh::ADObject& object, SDPtr sd, const SID& domain) {
   attr.addVal(buf.data(), true, true);
 }
 
+void SetSD(kesh::ADObject& object, SDPtr sd) {
+  SID domain = GetBindingForDN(object.dn())->getDomainSid();
+  SetSD(object, sd, domain);
+}
+
 void AddAceToSD(SDPtr& sd, const std::string& aceText) {
   ACEntry ace = ParseAce(aceText);
   sd->hasDacl = true;
@@ -388,6 +394,12 @@ void SetDaclInSD(SDPtr& sd, const std::string& daclText) {
   }
   sd->dacl = dacl;
   sd->hasDacl = true;
+}
+
+void AddAcesToCont(kesh::ADObject& object, std::vector<std::string>& aces) {
+  SDPtr sd = GetSD(object);
+  for (const std::string& text : aces) AddAceToSD(sd, text);
+  SetSD(object, sd);
 }
 
 std::string ComposeACEStr(const std::string& p1, const std::string& p2, const std::string& p3,

@@ -5,9 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "directory/ldap.h"
+#include "directory/library/adbinding.h"
 #include "directory/library/adobject.h"
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
+#include "directory/library/memory/memdir.h"
+#include "script/context.h"
+#include "support/tcl_session.h"
 
 namespace {
 
@@ -392,6 +397,110 @@ TEST(SddlTest, ComposeACEStr) {
             "Bad ACE format: (OA;CIIO;GR;;AU)");
   EXPECT_EQ(BadDataMessage([] { ComposeACEStr("A;;GA;;;", ";BA"); }),
             "Bad ACE format: (A;;GA;;;;BA)");
+}
+
+// SetSD and AddAcesToCont against the in-memory directory, through a session with a binding
+// to example.test.
+class SddlDirectoryTest : public testing::Test {
+ protected:
+  static constexpr const char* kDomainSid = "S-1-5-21-3623811015-3361044348-30300820";
+  static constexpr const char* kUnit = "OU=Units,DC=example,DC=test";
+
+  void SetUp() override {
+    kesh::memdir::Reset();
+    kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
+    kesh::memdir::SetCCache("MEMORY:sddl", "Administrator@example.test");
+    std::shared_ptr<kesh::ADBinding> connection =
+        kesh::NewADBinding("example.test", "MEMORY:sddl", false, "", "", nullptr);
+    connection->connect("", "", 0);
+    binding_ = std::make_shared<MyBinding>(connection, "MEMORY:sddl");
+    GetContextTab()->bindings["example.test"] = binding_;
+  }
+  void TearDown() override { kesh::memdir::Reset(); }
+
+  // The stored descriptor of `dn` as text, read from the directory.
+  std::string StoredSddl(const std::string& dn) {
+    kesh::ADObject object = binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
+    SDPtr sd = GetSD(object);
+    return SDToString(sd);
+  }
+
+  // Adds an organizational unit with the descriptor `sddl` to the directory.
+  void AddUnit(const std::string& sddl) {
+    kesh::ADObject unit(kUnit);
+    unit["objectClass"] = "organizationalUnit";
+    SetSD(unit, ParseSddl(sddl));
+    binding_->add(unit);
+  }
+
+  TclSession session_;
+  std::shared_ptr<MyBinding> binding_;
+};
+
+TEST_F(SddlDirectoryTest, SetSDPutsTheObjectsDomainInPlaceOfThePlaceholder) {
+  kesh::ADObject object(kUnit);
+  SetSD(object, ParseSddl("O:DAG:DUD:(A;;GA;;;EA)(A;;RC;;;S-1-5-21-0-0-0-1101)"));
+  SDPtr sd = GetSD(object);
+  EXPECT_EQ(sd->owner.toMSString(), std::string(kDomainSid) + "-512");
+  EXPECT_EQ(sd->group.toMSString(), std::string(kDomainSid) + "-513");
+  EXPECT_EQ(sd->dacl.aces.at(0).sid.toMSString(), std::string(kDomainSid) + "-519");
+  EXPECT_EQ(sd->dacl.aces.at(1).sid.toMSString(), std::string(kDomainSid) + "-1101");
+}
+
+TEST_F(SddlDirectoryTest, SetSDNeedsABindingOfTheObjectsDomain) {
+  kesh::ADObject object("OU=Units,DC=other,DC=test");
+  try {
+    SetSD(object, ParseSddl("O:DA"));
+    ADD_FAILURE() << "no exception";
+  } catch (const kesh::NotFoundException& e) {
+    EXPECT_STREQ(e.what(), "No binding for domain other.test");
+  }
+  EXPECT_FALSE(object.attributeExists(AD_NT_SECDESC));
+}
+
+TEST_F(SddlDirectoryTest, AddAcesToContChangesTheObjectInMemoryOnly) {
+  AddUnit("O:DAD:(A;;GA;;;DA)");
+  ASSERT_EQ(StoredSddl(kUnit), "O:DAD:(A;;GA;;;DA)");
+
+  kesh::ADObject unit = binding_->binding->fetch(kUnit, nullptr, AD_ALL_OBJECTS, 0);
+  std::vector<std::string> aces = {
+      ComposeACEStr("A;;RCLCRPLO;;;", std::string(kDomainSid) + "-1101"),
+      ComposeACEStr("OA;CIIO;GR;;", kUserObject, ";", "DU"),
+      "D;;SD;;;AU",
+  };
+  AddAcesToCont(unit, aces);
+  const std::string expected = std::string("O:DAD:(D;;SD;;;AU)(A;;GA;;;DA)(A;;RCLCRPLO;;;") +
+                               kDomainSid + "-1101)(OA;CIIO;GR;;" + kUserObject + ";DU)";
+  SDPtr sd = GetSD(unit);
+  EXPECT_EQ(SDToString(sd), expected);
+  EXPECT_EQ(sd->dacl.aces.at(3).sid.toMSString(), std::string(kDomainSid) + "-513");
+  EXPECT_EQ(StoredSddl(kUnit), "O:DAD:(A;;GA;;;DA)");
+
+  binding_->update(unit, 2);
+  EXPECT_EQ(StoredSddl(kUnit), expected);
+}
+
+TEST_F(SddlDirectoryTest, AddAcesToContWithABadAceChangesNothing) {
+  AddUnit("O:DAD:(A;;GA;;;DA)");
+  kesh::ADObject unit = binding_->binding->fetch(kUnit, nullptr, AD_ALL_OBJECTS, 0);
+  std::vector<std::string> aces = {"A;;GR;;;AU", "A;;GR;;AU"};
+  EXPECT_EQ(BadDataMessage([&] { AddAcesToCont(unit, aces); }), "Bad ACE format: A;;GR;;AU ");
+  EXPECT_FALSE(unit[AD_NT_SECDESC].changed());
+  SDPtr sd = GetSD(unit);
+  EXPECT_EQ(SDToString(sd), "O:DAD:(A;;GA;;;DA)");
+}
+
+TEST_F(SddlDirectoryTest, AddAcesToContNeedsADescriptor) {
+  kesh::ADObject alice = binding_->binding->fetch("CN=Alice Able,CN=Users,DC=example,DC=test",
+                                                  nullptr, AD_ALL_OBJECTS, 0);
+  alice.removeAttribute(AD_NT_SECDESC);
+  std::vector<std::string> aces = {"A;;GR;;;AU"};
+  try {
+    AddAcesToCont(alice, aces);
+    ADD_FAILURE() << "no exception";
+  } catch (const kesh::NotFoundException& e) {
+    EXPECT_STREQ(e.what(), "Security Descriptor not present");
+  }
 }
 
 }  // namespace
