@@ -71,7 +71,7 @@ View Begin(Directory& d, Connection& c) {
 class StoreSource : public AttributeSource {
  public:
   explicit StoreSource(const AttrStore& attrs) : attrs_(attrs) {}
-  const std::vector<std::string>* values(const std::string& name) const override {
+  const std::vector<std::string>* values(const std::string& name, AttributeKind) const override {
     auto it = attrs_.find(name);
     return it == attrs_.end() ? nullptr : &it->second;
   }

@@ -170,14 +170,17 @@ bool IsWellKnownAttribute(const std::string& name) {
 class EntrySource : public AttributeSource {
  public:
   EntrySource(Directory& d, const Entry& e) : d_(d), e_(e) {}
-  const std::vector<std::string>* values(const std::string& name) const override {
-    if (EqualNoCase(name, "distinguishedName")) {
-      dn_ = {e_.dn};
-      return &dn_;
-    }
-    if (!ForwardLinkOf(name).empty()) {
-      scratch_ = d_.allValues(e_, name);
-      return &scratch_;
+  const std::vector<std::string>* values(const std::string& name,
+                                         AttributeKind kind) const override {
+    switch (kind) {
+      case AttributeKind::DISTINGUISHED_NAME:
+        dn_ = {e_.dn};
+        return &dn_;
+      case AttributeKind::BACK_LINK:
+        scratch_ = d_.allValues(e_, name);
+        return &scratch_;
+      case AttributeKind::PLAIN:
+        break;
     }
     return Find(e_.attrs, name);
   }
@@ -240,7 +243,7 @@ void Directory::reset() {
   sidIndex_.clear();
   samIndex_.clear();
   backLinks_.clear();
-  backLinksDirty_ = true;
+  backLinksDirty_ = false;  // no links, and the empty index says so
   passwords.clear();
   ccaches.clear();
   defaultCCache.clear();
@@ -307,6 +310,8 @@ View Directory::viewFor(const std::string& name, bool gc) const {
   View v;
   v.domainKey = d->key;
   v.forestKey = forestKeyOf(*d);
+  v.configKey = "cn=configuration," + v.forestKey;
+  v.schemaKey = "cn=schema," + v.configKey;
   v.gc = gc;
   return v;
 }
@@ -314,8 +319,7 @@ View Directory::viewFor(const std::string& name, bool gc) const {
 bool Directory::inView(const View& view, const Entry& entry) const {
   const std::string& nc = entry.nc;
   if (nc == view.domainKey) return true;
-  const std::string config = "cn=configuration," + view.forestKey;
-  if (nc == config || nc == "cn=schema," + config) return true;
+  if (nc == view.configKey || nc == view.schemaKey) return true;
   if (!view.gc) return false;
   const Domain* d = domainOfKey(nc);
   return d && d->key == nc && forestKeyOf(*d) == view.forestKey;
@@ -596,6 +600,7 @@ std::string Directory::categoryDn(const std::string& category, const std::string
 }
 
 std::string Directory::defaultSecurityDescriptor(const Domain* domain) const {
+  if (domain && !domain->defaultSd.empty()) return domain->defaultSd;
   SecurityDescriptor sd(1, SE_SELF_RELATIVE | SE_DACL_PRESENT);
   SID admins(WELL_KNOWN_SID::ADMINISTRATORS);
   if (domain) {
@@ -622,6 +627,7 @@ std::string Directory::defaultSecurityDescriptor(const Domain* domain) const {
   }
   NetBuf buf;
   sd.serialize(buf);
+  if (domain) domain->defaultSd = buf.data();
   return buf.data();
 }
 
@@ -631,14 +637,31 @@ std::string Directory::mergeSecurityDescriptor(const std::string& stored, const 
                                                int sdFlags) const {
   const int kAll = SD_FLAG_OWNER | SD_FLAG_GROUP | SD_FLAG_DACL | SD_FLAG_SACL;
   SecurityDescriptor in;
-  try {
-    in.parse(given);
-  } catch (const std::exception&) {
-    if (stored.empty()) return given;  // not ours to judge what was stored
-    Fail(kInvalidSyntax);
-  }
+  auto parseGiven = [&] {
+    try {
+      in.parse(given);
+      return true;
+    } catch (const std::exception&) {
+      if (stored.empty()) return false;  // not ours to judge what was stored
+      Fail(kInvalidSyntax);
+    }
+  };
   if (stored.empty()) {
     if ((sdFlags & kAll) == kAll || (sdFlags & kAll) == 0) return given;
+    // Nothing to leave out when the parts the flags do not ask for are absent: read the
+    // offsets of owner, group, SACL and DACL in the header.
+    if (given.size() >= 20) {
+      auto offset = [&](size_t at) {
+        const unsigned char* p = reinterpret_cast<const unsigned char*>(given.data()) + at;
+        return static_cast<uint32_t>(p[0] | p[1] << 8 | p[2] << 16 |
+                                     static_cast<uint32_t>(p[3]) << 24);
+      };
+      bool extra =
+          (!(sdFlags & SD_FLAG_OWNER) && offset(4)) || (!(sdFlags & SD_FLAG_GROUP) && offset(8)) ||
+          (!(sdFlags & SD_FLAG_SACL) && offset(12)) || (!(sdFlags & SD_FLAG_DACL) && offset(16));
+      if (!extra) return given;
+    }
+    if (!parseGiven()) return given;
     bool drop = (!(sdFlags & SD_FLAG_OWNER) && !in.owner.isNull()) ||
                 (!(sdFlags & SD_FLAG_GROUP) && !in.group.isNull()) ||
                 (!(sdFlags & SD_FLAG_DACL) && in.hasDacl) ||
@@ -662,6 +685,7 @@ std::string Directory::mergeSecurityDescriptor(const std::string& stored, const 
     in.serialize(out);
     return out.data();
   }
+  parseGiven();
   if ((sdFlags & kAll) == 0) sdFlags = kAll;
   SecurityDescriptor sd;
   sd.parse(stored);
@@ -740,7 +764,10 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   std::string parentText = DN::parent(dnText);
   std::string parentKey = parentText.empty() ? std::string() : DN::normalize(parentText);
   Entry* parent = parentKey.empty() ? nullptr : find(parentKey);
-  if (!parent && !relaxed) Fail(LDAP_RC_NO_SUCH_OBJECT, dnText);
+  // Only the head of a naming context may stand without a parent, and only in a fixture.
+  bool head =
+      HasClass(attrs, "domainDNS") || HasClass(attrs, "configuration") || HasClass(attrs, "dMD");
+  if (!parent && !(relaxed && head)) Fail(LDAP_RC_NO_SUCH_OBJECT, dnText);
   if (parent && view && !inView(*view, *parent)) Fail(LDAP_RC_NO_SUCH_OBJECT, dnText);
 
   attrs.erase("distinguishedName");
@@ -761,6 +788,7 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   std::string rdnType, rdnValue;
   std::string rdn = DN::rdn(dnText);
   SplitRdn(rdn, rdnType, rdnValue);
+  rdnType = Lower(rdnType);  // the naming attributes' names are lower case: cn, ou, dc, ...
   e.dn = parent ? rdn + "," + parent->dn : dnText;
   e.key = key;
   e.parent = parent ? parentKey : std::string();
@@ -770,8 +798,7 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   }
   attrs[rdnType] = {rdnValue};
   attrs["name"] = {rdnValue};
-  e.ncHead = !parent || HasClass(attrs, "domainDNS") || HasClass(attrs, "configuration") ||
-             HasClass(attrs, "dMD");
+  e.ncHead = !parent || head;
   e.nc = e.ncHead ? key : parent->nc;
 
   std::string password = First(attrs, "userPassword");

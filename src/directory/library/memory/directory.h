@@ -41,6 +41,7 @@ struct Domain {
   std::string dn;   // the domain object's DN
   std::string key;
   uint32_t nextRid = 1100;
+  mutable std::string defaultSd;  // made on first use
 };
 
 // What one binding sees: its domain (with the configuration and schema of its forest) or,
@@ -48,6 +49,8 @@ struct Domain {
 struct View {
   std::string domainKey;
   std::string forestKey;
+  std::string configKey;  // of the forest's configuration and schema naming contexts
+  std::string schemaKey;
   bool gc = false;
 };
 
@@ -158,14 +161,15 @@ class Directory {
 
   std::recursive_mutex mu;
   std::unordered_map<std::string, Entry> entries_;
-  std::map<uint64_t, std::string> tops_;          // top entries by seq
-  std::map<std::string, Domain> domains_;         // by DNS name
-  std::map<std::string, AttrStore> rootDses_;     // fixture root DSE records, by NC key
-  std::map<std::string, std::string> guidIndex_;  // objectGUID bytes -> key
-  std::map<std::string, std::string> sidIndex_;   // objectSid bytes -> key
-  std::map<std::string, std::string> samIndex_;   // nc key + "\n" + lower sAMAccountName -> key
+  std::map<uint64_t, std::string> tops_;                    // top entries by seq
+  std::map<std::string, Domain> domains_;                   // by DNS name
+  std::map<std::string, AttrStore> rootDses_;               // fixture root DSE records, by NC key
+  std::unordered_map<std::string, std::string> guidIndex_;  // objectGUID bytes -> key
+  std::unordered_map<std::string, std::string> sidIndex_;   // objectSid bytes -> key
+  // nc key + "\n" + lower-case sAMAccountName -> key
+  std::unordered_map<std::string, std::string> samIndex_;
   std::unordered_map<std::string, AttrStore> backLinks_;  // target key -> back link values
-  bool backLinksDirty_ = true;
+  bool backLinksDirty_ = false;
   uint64_t seq_ = 0;
   uint64_t usn_ = 4000;
 };

@@ -257,8 +257,7 @@ std::string FirstRdnValue(const std::string& dn) {
 }
 
 // The filter value in the form stored for the attribute: SID text becomes bytes.
-std::string StoredForm(const std::string& attribute, Syntax syntax, const std::string& value) {
-  (void)attribute;
+std::string StoredForm(Syntax syntax, const std::string& value) {
   if (syntax == Syntax::SID && value.size() > 2 && (value[0] == 'S' || value[0] == 's') &&
       value[1] == '-') {
     try {
@@ -270,21 +269,36 @@ std::string StoredForm(const std::string& attribute, Syntax syntax, const std::s
   return value;
 }
 
-bool ValueEquals(const Filter& f, Syntax syntax, const std::string& wanted, const std::string& v) {
-  switch (syntax) {
+bool ValueEquals(const Filter& f, const std::string& v) {
+  switch (f.syntax) {
     case Syntax::BINARY:
     case Syntax::SID:
-      return v == wanted;
+      return v == f.wanted;
     case Syntax::DN:
-      if (strcasecmp(f.attribute.c_str(), "objectCategory") == 0 &&
-          wanted.find('=') == std::string::npos) {
-        return EqualNoCase(FirstRdnValue(v), CategoryForName(wanted));
-      }
-      return EqualNoCase(v, wanted) || DN::normalize(v) == DN::normalize(wanted);
+      if (f.categoryName) return EqualNoCase(FirstRdnValue(v), f.wanted);
+      return EqualNoCase(v, f.wanted) || DN::normalize(v) == DN::normalize(f.wanted);
     case Syntax::STRING:
       break;
   }
-  return EqualNoCase(v, wanted);
+  return EqualNoCase(v, f.wanted);
+}
+
+// Fills the fields that parse() works out once for an item and its children.
+void Prepare(Filter& f) {
+  for (Filter& c : f.children) Prepare(c);
+  if (f.attribute.empty()) return;
+  f.syntax = AttributeSyntax(f.attribute);
+  if (strcasecmp(f.attribute.c_str(), "distinguishedName") == 0) {
+    f.attributeKind = AttributeKind::DISTINGUISHED_NAME;
+  } else if (!ForwardLinkOf(f.attribute).empty()) {
+    f.attributeKind = AttributeKind::BACK_LINK;
+  }
+  f.wanted = StoredForm(f.syntax, f.value);
+  if (strcasecmp(f.attribute.c_str(), "objectCategory") == 0 &&
+      f.value.find('=') == std::string::npos) {
+    f.categoryName = true;
+    f.wanted = CategoryForName(f.value);
+  }
 }
 
 int Compare(const std::string& a, const std::string& b) {
@@ -311,7 +325,9 @@ Filter Filter::parse(const std::string& text) {
     f.attribute = "objectClass";
     return f;
   }
-  return Parser(text).parseTop();
+  Filter f = Parser(text).parseTop();
+  Prepare(f);
+  return f;
 }
 
 bool Filter::matches(const AttributeSource& entry) const {
@@ -332,17 +348,15 @@ bool Filter::matches(const AttributeSource& entry) const {
       break;
   }
   if (kind == PRESENT && IsObjectClass(attribute)) return true;
-  const std::vector<std::string>* vals = entry.values(attribute);
+  const std::vector<std::string>* vals = entry.values(attribute, attributeKind);
   if (!vals || vals->empty()) return false;
   if (kind == PRESENT) return true;
-  Syntax syntax = AttributeSyntax(attribute);
   bool bytes = syntax == Syntax::BINARY || syntax == Syntax::SID;
-  std::string wanted = StoredForm(attribute, syntax, value);
   for (const std::string& v : *vals) {
     switch (kind) {
       case EQUAL:
       case APPROX:
-        if (ValueEquals(*this, syntax, wanted, v)) return true;
+        if (ValueEquals(*this, v)) return true;
         break;
       case SUBSTRING:
         if (SubstringMatch(*this, v, bytes)) return true;

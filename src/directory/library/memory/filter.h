@@ -21,15 +21,21 @@
 #include <string>
 #include <vector>
 
+#include "directory/library/memory/syntax.h"
+
 namespace kesh {
 namespace memdir {
+
+// What kind of attribute a filter item names, worked out once when it is parsed.
+enum class AttributeKind { PLAIN, DISTINGUISHED_NAME, BACK_LINK };
 
 // What a filter is evaluated against: the values of an entry's attributes.
 class AttributeSource {
  public:
   virtual ~AttributeSource() = default;
   // The values of the attribute, or null when the entry has none.
-  virtual const std::vector<std::string>* values(const std::string& name) const = 0;
+  virtual const std::vector<std::string>* values(const std::string& name,
+                                                 AttributeKind kind) const = 0;
   // The entry's DN.
   virtual const std::string& dn() const = 0;
 };
@@ -46,6 +52,12 @@ struct Filter {
   std::string final;
   // EXTENSIBLE: the matching rule OID.
   std::string rule;
+  // Worked out by parse(): how the attribute compares, and the value in the form stored
+  // (SID text as bytes; for a short objectCategory value, the category's name).
+  AttributeKind attributeKind = AttributeKind::PLAIN;
+  Syntax syntax = Syntax::STRING;
+  std::string wanted;
+  bool categoryName = false;
 
   // Parses `text`. Throws LDAPException rc 87 (LDAP_RC_FILTER_ERROR) when malformed.
   static Filter parse(const std::string& text);

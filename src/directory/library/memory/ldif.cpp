@@ -180,7 +180,7 @@ std::vector<LdifRecord> ParseLdif(const std::string& text) {
         KESH_THROW(BadDataException, 0, "LDIF line %d: only changetype add is supported", l.first);
       continue;
     }
-    if (name == "-" || strcasecmp(name.c_str(), "dn") == 0)
+    if (strcasecmp(name.c_str(), "dn") == 0)
       KESH_THROW(BadDataException, 0, "LDIF line %d: unexpected %s", l.first, name.c_str());
     current->values.emplace_back(name, value);
     current->encoded.push_back(base64);
@@ -232,7 +232,7 @@ void Directory::loadLdif(const std::string& text) {
     try {
       add(nullptr, r.dn, std::move(attrs), SD_FLAG_OWNER | SD_FLAG_GROUP | SD_FLAG_DACL, true);
     } catch (const LDAPException& e) {
-      KESH_THROW(LDAPException, e.rc(), "%s: %s (LDIF line %d)", e.what(), r.dn.c_str(), r.line);
+      KESH_THROW(LDAPException, e.rc(), "%s (LDIF line %d)", e.what(), r.line);
     }
   }
 }
