@@ -984,8 +984,8 @@ void Directory::collectSubtree(const std::string& key, std::vector<std::string>&
   for (const auto& c : entries_.at(key).children) collectSubtree(c.second, out);
 }
 
-std::string Directory::relocate(const View& view, const std::string& key, const std::string& newRdn,
-                                const std::string& newParentKey) {
+std::string Directory::relocate(const View& view, std::string key, const std::string& newRdn,
+                                std::string newParentKey) {
   Entry& root = entries_.at(key);
   if (root.ncHead) Fail(LDAP_RC_UNWILLING_TO_PERFORM, root.dn);
   std::string rdnType, rdnValue;
@@ -1059,7 +1059,7 @@ std::string Directory::relocate(const View& view, const std::string& key, const 
   return newDn;
 }
 
-void Directory::remove(const View& view, const std::string& key, bool tree) {
+void Directory::remove(const View& view, std::string key, bool tree) {
   Entry& e = entries_.at(key);
   (void)view;
   if (!e.children.empty() && !tree) Fail(LDAP_RC_NOT_ALLOWED_ON_NONLEAF, e.dn);

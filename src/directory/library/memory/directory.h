@@ -118,10 +118,11 @@ class Directory {
   void add(const View* view, const std::string& dn, AttrStore attrs, int sdFlags, bool relaxed);
   void modify(const View& view, const std::string& key, int mode,
               const std::vector<Change>& changes, int sdFlags);
-  // Gives the entry and its subtree the new DN; returns it.
-  std::string relocate(const View& view, const std::string& key, const std::string& newRdn,
-                       const std::string& newParentKey);
-  void remove(const View& view, const std::string& key, bool tree);
+  // Gives the entry and its subtree the new DN; returns it. The keys are copied: they may
+  // be the keys of entries that this moves.
+  std::string relocate(const View& view, std::string key, const std::string& newRdn,
+                       std::string newParentKey);
+  void remove(const View& view, std::string key, bool tree);
 
   // --- LDIF ---
   void loadLdif(const std::string& text);
