@@ -4,7 +4,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -237,6 +239,56 @@ TEST(KvrGetpassTest, ReadsPlainLinesFromAPipe) {
   EXPECT_EQ(answers[1], "second");
   EXPECT_EQ(answers[2], "last without newline");
   EXPECT_EQ(answers[3], "") << "end of input";
+}
+
+TEST(KvrGetpassTest, TerminalDoesNotEchoThePassword) {
+  int master = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_GE(master, 0);
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  std::string slave = ptsname(master);
+  int result[2];
+  ASSERT_EQ(pipe(result), 0);
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    setsid();
+    int tty = open(slave.c_str(), O_RDWR);
+    dup2(tty, STDIN_FILENO);
+    dup2(tty, STDOUT_FILENO);
+    dup2(tty, STDERR_FILENO);
+    Shredder answer = kesh::kvr_getpass("password: ");
+    ssize_t n = write(result[1], answer.data(), answer.size());
+    _exit(n == static_cast<ssize_t>(answer.size()) ? 0 : 1);
+  }
+  close(result[1]);
+  // Wait for the prompt, then type.
+  std::string screen;
+  char buffer[256];
+  while (screen.find("password: ") == std::string::npos) {
+    ssize_t n = read(master, buffer, sizeof(buffer));
+    ASSERT_GT(n, 0);
+    screen.append(buffer, static_cast<size_t>(n));
+  }
+  ASSERT_EQ(write(master, "hunter2\n", 8), 8);
+  std::string typed;
+  for (ssize_t n; (n = read(result[0], buffer, sizeof(buffer))) > 0;) {
+    typed.append(buffer, static_cast<size_t>(n));
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  // What the terminal showed after the prompt: the newline only.
+  struct pollfd p = {master, POLLIN, 0};
+  while (poll(&p, 1, 100) > 0) {
+    ssize_t n = read(master, buffer, sizeof(buffer));
+    if (n <= 0) break;
+    screen.append(buffer, static_cast<size_t>(n));
+  }
+  close(master);
+  close(result[0]);
+  EXPECT_EQ(typed, "hunter2");
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(screen.find("hunter2"), std::string::npos) << screen;
 }
 
 TEST_F(KerberosTest, SettingsComeFromWinbind) {

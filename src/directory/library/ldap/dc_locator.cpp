@@ -10,6 +10,14 @@
 namespace kesh {
 namespace ldapbackend {
 
+void SortTargets(std::vector<ServiceTarget>& targets) {
+  std::stable_sort(targets.begin(), targets.end(),
+                   [](const ServiceTarget& a, const ServiceTarget& b) {
+                     if (a.priority != b.priority) return a.priority < b.priority;
+                     return a.weight > b.weight;
+                   });
+}
+
 std::vector<ServiceTarget> LookupService(const std::string& name) {
   std::vector<ServiceTarget> targets;
   struct __res_state state;
@@ -48,17 +56,24 @@ std::vector<ServiceTarget> LookupService(const std::string& name) {
     if (target.host.empty() || target.host == ".") continue;
     targets.push_back(target);
   }
-  std::stable_sort(targets.begin(), targets.end(),
-                   [](const ServiceTarget& a, const ServiceTarget& b) {
-                     if (a.priority != b.priority) return a.priority < b.priority;
-                     return a.weight > b.weight;
-                   });
+  SortTargets(targets);
   return targets;
 }
 
 std::vector<ServiceTarget> LocateDomainControllers(const std::string& domain, bool gc) {
-  std::string name = gc ? "_gc._tcp." + domain : "_ldap._tcp.dc._msdcs." + domain;
-  std::vector<ServiceTarget> targets = LookupService(name);
+  std::vector<ServiceTarget> targets;
+  if (gc) {
+    // The global catalogs are registered under the forest's name, which is not known before
+    // a connection: try the domain, then each parent domain of two labels or more.
+    for (std::string name = domain; targets.empty();) {
+      targets = LookupService("_gc._tcp." + name);
+      size_t dot = name.find('.');
+      if (dot == std::string::npos || name.find('.', dot + 1) == std::string::npos) break;
+      name = name.substr(dot + 1);
+    }
+  } else {
+    targets = LookupService("_ldap._tcp.dc._msdcs." + domain);
+  }
   if (targets.empty()) {
     ServiceTarget fallback;
     fallback.host = domain;

@@ -15,14 +15,19 @@ struct ServiceTarget {
   int weight = 0;
 };
 
+// Puts targets in the order to try them: rising priority, and within one priority
+// falling weight; equal ones keep their order.
+void SortTargets(std::vector<ServiceTarget>& targets);
+
 // The SRV records of `name` ("_ldap._tcp.dc._msdcs.example.test"), in the order to try
 // them: rising priority, and within one priority falling weight. Empty when there is no
 // record or DNS does not answer; a record of target "." (service not offered) is dropped.
 std::vector<ServiceTarget> LookupService(const std::string& name);
 
 // The servers to try for `domain`: its domain controllers (`_ldap._tcp.dc._msdcs.<domain>`,
-// port 389), or with `gc` its global catalogs (`_gc._tcp.<domain>`, port 3268). Without
-// any record the domain name itself, with the default port.
+// port 389), or with `gc` the global catalogs of its forest (`_gc._tcp.<name>` for the
+// domain or the nearest parent domain that has them, port 3268). Without any record the
+// domain name itself, with the default port.
 std::vector<ServiceTarget> LocateDomainControllers(const std::string& domain, bool gc);
 
 }  // namespace ldapbackend

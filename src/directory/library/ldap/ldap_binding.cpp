@@ -188,8 +188,14 @@ LdapADBinding::~LdapADBinding() = default;
 
 bool LdapADBinding::connected() { return session_ != nullptr && session_->alive(); }
 
+// Takes effect at the next connect.
 void LdapADBinding::setConnectTimeout(int seconds, int) { connectTimeout_ = seconds; }
-void LdapADBinding::setSearchTimeout(int seconds, int) { searchTimeout_ = seconds; }
+// Applies to the present connection as well: bindings are given their timeouts after the
+// first connect.
+void LdapADBinding::setSearchTimeout(int seconds, int) {
+  searchTimeout_ = seconds;
+  if (session_ != nullptr) session_->setSearchTimeout(seconds);
+}
 
 std::string LdapADBinding::server() {
   return session_ != nullptr ? session_->dnsHostName() : std::string();

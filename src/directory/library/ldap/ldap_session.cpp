@@ -179,7 +179,7 @@ CcacheSelection::~CcacheSelection() {
 }
 
 LdapSession::LdapSession(const ServiceTarget& target, const SessionOptions& options)
-    : target_(target), options_(options) {
+    : target_(target), options_(options), searchTimeout_(options.searchTimeout) {
   sdValue_ = EncodeSDFlags(options_.sdFlags);
   memset(&sdControl_, 0, sizeof(sdControl_));
   sdControl_.ldctl_oid = const_cast<char*>("1.2.840.113556.1.4.801");
@@ -320,11 +320,11 @@ int LdapSession::search(const std::string& base, int scope, const std::string& f
     if (attrv.empty()) attrv.push_back(const_cast<char*>(LDAP_NO_ATTRS));
     attrv.push_back(nullptr);
   }
-  struct timeval tv = {options_.searchTimeout, 0};
+  struct timeval tv = {searchTimeout_, 0};
   *result = nullptr;
   int rc = ldap_search_ext_s(ld_, base.c_str(), scope, filter.empty() ? nullptr : filter.c_str(),
                              attrs ? attrv.data() : nullptr, 0, controls, nullptr,
-                             options_.searchTimeout > 0 ? &tv : nullptr, sizeLimit, result);
+                             searchTimeout_ > 0 ? &tv : nullptr, sizeLimit, result);
   if (IsConnectionLost(rc)) lost_ = true;
   if (*result == nullptr) return rc;
   // The final result's code, text and controls.

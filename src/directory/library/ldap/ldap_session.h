@@ -49,6 +49,8 @@ class LdapSession {
   LDAP* handle() const { return ld_; }
   const ServiceTarget& target() const { return target_; }
   const SessionOptions& options() const { return options_; }
+  // Seconds a search may take from now on; 0 is no limit.
+  void setSearchTimeout(int seconds) { searchTimeout_ = seconds; }
 
   // Whether the connection still stands. Looks at the socket without a round trip: a closed
   // socket, or data that arrives while no request is outstanding (the server's notice of
@@ -83,6 +85,7 @@ class LdapSession {
   const ServiceTarget target_;
   const SessionOptions options_;
   bool lost_ = false;
+  int searchTimeout_ = 0;
   ADObject rootDSE_;
   std::string sdValue_;
   LDAPControl sdControl_;
