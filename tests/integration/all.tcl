@@ -1,7 +1,36 @@
-# Runs the integration tcltest files against the local DC: tclsh all.tcl [-file name.test]
-# The test environment (with-dc) provides the DC; ZONESMITH_LIB names the library to load.
+# Runs the integration tcltest files against the local DC in one interpreter, prints the
+# tcltest summary, and exits non-zero when a test failed or a file could not be run.
+#
+#   with-dc RIG ZONESMITH_LIB=<libzonesmith.so.0> tclsh all.tcl [-file <patterns>] [...]
 package require tcltest 2.2
-namespace import ::tcltest::*
-configure -testdir [file dirname [file normalize [info script]]] {*}$argv
-testConstraint localDC [expr {[info exists ::env(ZS_DC_DOMAIN)] && $::env(ZS_DC_DOMAIN) ne ""}]
-exit [runAllTests]
+namespace import -force ::tcltest::*
+
+set testDir [file dirname [file normalize [info script]]]
+tcltest::configure -testdir $testDir -singleproc 1 {*}$argv
+if {![info exists ::env(ZONESMITH_LIB)] || $::env(ZONESMITH_LIB) eq ""} {
+  puts stderr "ZONESMITH_LIB must name the library to test (ctest sets it)"
+  exit 2
+}
+load $::env(ZONESMITH_LIB) Zonesmith
+# Tests that need the DC say so; without the rig's exports they are skipped, and the
+# summary tells why.
+tcltest::testConstraint localDC \
+    [expr {[info exists ::env(ZS_DC_DOMAIN)] && $::env(ZS_DC_DOMAIN) ne ""}]
+
+set ::tcltest::testSingleFile false
+set broken {}
+foreach file [lsort [tcltest::getMatchingFiles]] {
+  set name [file tail $file]
+  puts [tcltest::outputChannel] $name
+  incr ::tcltest::numTestFiles
+  if {[catch {uplevel #0 [list source $file]} message]} {
+    puts [tcltest::outputChannel] "Test file error: $name: $message"
+    lappend broken $name
+  }
+}
+
+set failed [lsort -unique [concat $::tcltest::failFiles $broken]]
+set total $::tcltest::numTests(Total)
+cleanupTests 1
+if {[llength $failed] > 0 || $total == 0} { exit 1 }
+exit 0

@@ -74,7 +74,7 @@ krb5_error_code InitCreds(krb5_context context, const std::string& principal,
   krb5_principal client = nullptr;
   krb5_error_code rc = krb5_parse_name(context, principal.c_str(), &client);
   if (rc != 0) {
-    error = KrbMessage(context, rc);
+    error = KrbMessage(nullptr, rc);
     return rc;
   }
   krb5_get_init_creds_opt* options = nullptr;
@@ -86,7 +86,9 @@ krb5_error_code InitCreds(krb5_context context, const std::string& principal,
                                       nullptr, 0, nullptr, options);
     krb5_get_init_creds_opt_free(context, options);
   }
-  if (rc != 0) error = KrbMessage(context, rc);
+  // The plain text of the code, as error_message() gives it: MIT's extended message would
+  // name the principal, and callers put the text into messages of their own.
+  if (rc != 0) error = KrbMessage(nullptr, rc);
   krb5_free_principal(context, client);
   return rc;
 }
