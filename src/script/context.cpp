@@ -3,6 +3,7 @@
 #include <tcl.h>
 
 #include "directory/cache.h"
+#include "directory/ldap.h"
 #include "script/args.h"
 #include "script/cpptcl.h"
 #include "zones/zone.h"
@@ -39,10 +40,12 @@ namespace {
 
 void ShowBind(ContextTab& tab) {
   WriteStdout("Bindings:\n");
-  // Each line names the server the binding is connected to; MyBinding (directory/ldap.h)
-  // supplies it, and until it does no binding can exist, so only the keys are written here.
-  for (const auto& entry : tab.bindings) WriteStdout("\t" + entry.first + ": \n");
-  for (const auto& entry : tab.gcBindings) WriteStdout("\t" + entry.first + "(gc): \n");
+  for (const auto& entry : tab.bindings) {
+    WriteStdout("\t" + entry.first + ": " + entry.second->server() + "\n");
+  }
+  for (const auto& entry : tab.gcBindings) {
+    WriteStdout("\t" + entry.first + "(gc): " + entry.second->server() + "\n");
+  }
 }
 
 void ShowZone(ContextTab& tab) {

@@ -13,17 +13,8 @@ if {![info exists ::env(ZONESMITH_LIB)] || $::env(ZONESMITH_LIB) eq ""} {
 }
 set ::zonesmithLib $::env(ZONESMITH_LIB)
 if {[catch {load $::zonesmithLib Zonesmith} message]} {
-  # Until the test library has an init entry of its own, the session tests run against
-  # the product library of the same build.
-  set product [file join [file dirname $::zonesmithLib] libzonesmith.so.0]
-  if {[string match "*Zonesmith_Init*" $message] && [file exists $product]} {
-    puts stderr "note: $::zonesmithLib has no init entry; testing $product"
-    set ::zonesmithLib $product
-    load $::zonesmithLib Zonesmith
-  } else {
-    puts stderr "cannot load $::zonesmithLib: $message"
-    exit 2
-  }
+  puts stderr "cannot load $::zonesmithLib: $message"
+  exit 2
 }
 
 # A channel transform that keeps what is written to stdout instead of passing it on.
