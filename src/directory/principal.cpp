@@ -1,0 +1,243 @@
+#include "directory/principal.h"
+
+#include "directory/cache.h"
+#include "directory/ldap.h"
+#include "directory/library/dn.h"
+#include "directory/library/exceptions.h"
+#include "directory/library/kerberos.h"
+#include "directory/library/shredder.h"
+#include "directory/library/strings.h"
+#include "script/context.h"
+
+namespace {
+
+const char* const CATEGORY_ATTR = "_objectCategory";
+const char* const CATEGORY_FSP = "Foreign-Security-Principal";
+
+// The synthetic category of an object, without creating the attribute.
+std::string CategoryOf(const kesh::ADObject& object) {
+  const kesh::ADAttribute* attr = object.find(CATEGORY_ATTR);
+  return attr ? std::string(*attr) : std::string();
+}
+
+// The first object that `binding` finds for `filter` below its default base.
+kesh::ADObject FirstMatch(MyBinding& binding, const std::string& filter) {
+  kesh::ADObjectList list = binding.search(filter, "", nullptr, kesh::SCOPE_SUB, 0);
+  return list.empty() ? kesh::ADObject() : list.front();
+}
+
+// Splits name@domain at the first "@"; false without one.
+bool SplitName(const std::string& name, std::string& account, std::string& domain) {
+  size_t at = name.find('@');
+  if (at == std::string::npos) return false;
+  account = name.substr(0, at);
+  domain = name.substr(at + 1);
+  return true;
+}
+
+std::string SamFilter(const std::string& account, const char* suffix = "") {
+  return "(sAMAccountName=" + kesh::DN::escapeLDAPFilter(account) + suffix + ")";
+}
+
+// Group and computer look-ups share one shape: the name's own domain only, one category.
+kesh::ADObject GetByCategory(const std::string& name, const char* noDomainMessage,
+                             const char* category, const char* wrongCategoryMessage) {
+  std::string account, domain;
+  if (!SplitName(name, account, domain)) {
+    KESH_THROW(kesh::BadDataException, 0, "%s", noDomainMessage);
+  }
+  std::shared_ptr<MyBinding> binding = GetBinding(domain);
+  kesh::ADObject object = FirstMatch(*binding, SamFilter(account));
+  if (object.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find %s", name.c_str());
+  if (CategoryOf(object) != category) {
+    KESH_THROW(kesh::NotFoundException, 0, wrongCategoryMessage, name.c_str());
+  }
+  return object;
+}
+
+std::string SamOrUnknown(kesh::ADObject& object) {
+  const kesh::ADAttribute* sam = object.find("sAMAccountName");
+  if (sam == nullptr || sam->empty()) return "?";
+  return *sam;
+}
+
+}  // namespace
+
+kesh::ADObject GetADUser(const std::string& name) {
+  kesh::ADObject cached = GetContextTab()->cache->lookupUser(name, nullptr);
+  if (!cached.empty()) return cached;
+
+  std::string account, domain;
+  if (!SplitName(name, account, domain)) {
+    KESH_THROW(kesh::BadDataException, 0, "User name must include domain");
+  }
+  const std::string upnFilter = "(userPrincipalName=" + kesh::DN::escapeLDAPFilter(name) + ")";
+  const std::string samFilter = SamFilter(account);
+
+  std::shared_ptr<MyBinding> binding;
+  try {
+    binding = GetBinding(domain);
+  } catch (const std::exception&) {
+    // No binding to the name's domain: only the global catalogs and other domains remain.
+  }
+  if (binding) {
+    for (const std::string* filter : {&upnFilter, &samFilter}) {
+      kesh::ADObject object = FirstMatch(*binding, *filter);
+      if (object.empty()) continue;
+      std::string category = CategoryOf(object);
+      if (category == "Person" || category == "Computer") return object;
+      // A first hit of another kind ends the domain search only for this filter.
+    }
+  }
+
+  std::vector<std::shared_ptr<MyBinding>> bindings;
+  GetGCBindings(bindings);
+  kesh::ADObject object = ScanBindings(bindings, upnFilter, "Person");
+  if (!object.empty()) return object;
+  bindings.clear();
+  GetBindings(bindings);
+  object = ScanBindings(bindings, upnFilter, "Person");
+  if (!object.empty()) return object;
+  KESH_THROW(kesh::NotFoundException, 0, "could not find %s", name.c_str());
+}
+
+kesh::ADObject GetADGroup(const std::string& name) {
+  return GetByCategory(name, "Group name must include domain", "Group", "%s is not a group");
+}
+
+kesh::ADObject GetADComputer(const std::string& name) {
+  return GetByCategory(name, "Computer name must include domain", "Computer",
+                       "%s is not a computer");
+}
+
+kesh::ADObject GetComputer(const std::string& name) {
+  std::string account, domain;
+  if (!SplitName(name, account, domain)) {
+    KESH_THROW(kesh::BadDataException, 0, "Machine name must include domain");
+  }
+  std::shared_ptr<MyBinding> binding = GetBinding(domain);
+  kesh::ADObject object = FirstMatch(*binding, SamFilter(account, "$"));
+  if (object.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find %s", name.c_str());
+  return object;
+}
+
+kesh::ADObject GetPrincipal(const std::string& name) {
+  try {
+    return GetADUser(name);
+  } catch (const std::exception&) {
+  }
+  try {
+    return GetADGroup(name);
+  } catch (const std::exception&) {
+  }
+  try {
+    return GetADComputer(name);
+  } catch (const std::exception&) {
+  }
+  KESH_THROW(kesh::NotFoundException, 0, "Principal not found: %s", name.c_str());
+}
+
+kesh::ADObject InternalGetObjectBySid(std::shared_ptr<MyBinding> binding, kesh::SID& sid) {
+  const std::string escaped = sid.toEscapedString();
+  const std::string filter =
+      "(&(!(objectCategory=ForeignSecurityPrincipal))(|(objectSid=" + escaped +
+      ")(sidHistory=" + escaped + ")))";
+  return FirstMatch(*binding, filter);
+}
+
+kesh::ADObject GetPrincipalBySid(kesh::SID& sid) {
+  kesh::ADObject cached = GetContextTab()->cache->lookupSid(sid, nullptr);
+  if (!cached.empty() && cached.category() != CATEGORY_FSP) return cached;
+
+  const std::string domainSid = sid.domainSID().toMSString();
+  std::vector<std::shared_ptr<MyBinding>> bindings;
+  GetBindings(bindings);
+  for (auto& binding : bindings) {
+    if (binding->getDomainSid().toMSString() != domainSid) continue;
+    kesh::ADObject object = InternalGetObjectBySid(binding, sid);
+    if (!object.empty()) return object;
+  }
+  bindings.clear();
+  GetGCBindings(bindings);
+  for (auto& binding : bindings) {
+    kesh::ADObject object = InternalGetObjectBySid(binding, sid);
+    if (!object.empty()) return object;
+  }
+  KESH_THROW(kesh::NotFoundException, 0, "could not find %s\n", sid.toMSString().c_str());
+}
+
+kesh::ADObject ScanBindings(std::vector<std::shared_ptr<MyBinding>>& bindings, std::string filter,
+                            std::string category) {
+  for (auto& binding : bindings) {
+    kesh::ADObject object = FirstMatch(*binding, filter);
+    if (!object.empty() && CategoryOf(object) == category) return object;
+  }
+  return kesh::ADObject();
+}
+
+void GetBindings(std::vector<std::shared_ptr<MyBinding>>& bindings) {
+  for (auto& entry : GetContextTab()->bindings) bindings.push_back(entry.second);
+}
+
+void GetGCBindings(std::vector<std::shared_ptr<MyBinding>>& bindings) {
+  for (auto& entry : GetContextTab()->gcBindings) bindings.push_back(entry.second);
+}
+
+kesh::ADObject LookupForeignUser(kesh::ADObject& object) {
+  const std::string dn = object.dn();
+  if (kesh::DN::cnFromDn(kesh::DN::parent(dn)) != "ForeignSecurityPrincipals") return object;
+  try {
+    kesh::SID sid(kesh::upper(kesh::DN::cnFromDn(dn)));
+    return GetPrincipalBySid(sid);
+  } catch (const std::exception&) {
+    return object;
+  }
+}
+
+std::string GetUserName(kesh::ADObject object, bool preferUpn) {
+  object = LookupForeignUser(object);
+  const std::string dn = object.dn();
+  if (object.category() == CATEGORY_FSP) return "*" + kesh::DN::cnFromDn(dn);
+  if (preferUpn) {
+    const kesh::ADAttribute* upn = object.find("userPrincipalName");
+    if (upn != nullptr && !std::string(*upn).empty()) return *upn;
+  }
+  return SamOrUnknown(object) + "@" + kesh::lower(kesh::DN::domainFromDN(dn));
+}
+
+std::string GetGroupName(kesh::ADObject object) {
+  return SamOrUnknown(object) + "@" + kesh::lower(kesh::DN::domainFromDN(object.dn()));
+}
+
+bool IsGroup(const std::string& dn) {
+  try {
+    return CategoryOf(GetADObjectByDN(dn)) == "Group";
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+void ChangeUserPassword(const std::string& user, const std::string& password, std::string ccName) {
+  kesh::KerberosContext context;
+  std::string account, domain;
+  if (!SplitName(user, account, domain)) {
+    KESH_THROW(kesh::BadDataException, 0, "User name must include domain");
+  }
+  const std::string target = account + "@" + kesh::upper(domain);
+  GetBinding(domain);
+  Shredder newPassword(password);
+  std::string error;
+  if (kesh::setPasswordUsingCCache(context, ccName, target, newPassword, error) != 0) {
+    KESH_THROW(kesh::BadDataException, 0, "Cannot change password");
+  }
+}
+
+kesh::ADObject FindScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject zone, kesh::SID sid,
+                            const std::string& container, const std::string& dn) {
+  kesh::ADObject base = kesh::LDAPBinding::createChild(zone, container, "cn");
+  const std::string filter = "(|(keywords=parentLink:" + sid.toMSString() + ")(managedBy=" +
+                             kesh::DN::escapeLDAPFilter(kesh::DN::unescapeDNString(dn)) + "))";
+  kesh::ADObjectList list = binding->search(filter, base.dn(), nullptr, kesh::SCOPE_SUB, 0);
+  if (list.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find zone entry");
+  return list.front();
+}
