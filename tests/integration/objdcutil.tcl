@@ -1,0 +1,88 @@
+# Setup shared by the object and principal tests against the local DC: loads the product
+# library, and wraps the DC's own tools (ldapsearch, ldapadd, ldapdelete, samba-tool) that
+# the tests take as the reference. The environment is the rig's (scripts/local-dc env).
+# Sourcing this file again does nothing.
+if {[info exists ::zonesmith_objdcutil_loaded]} return
+set ::zonesmith_objdcutil_loaded 1
+package require tcltest 2.2
+
+# Whether a DC rig is in the environment and the library loads.
+proc dcAvailable {} {
+  global env
+  if {![info exists env(ZS_DC_HOST)] || ![info exists env(ZS_DC_DOMAIN)]} { return 0 }
+  if {[llength [info commands select_object]]} { return 1 }
+  set lib [expr {[info exists env(ZONESMITH_LIB)] ? $env(ZONESMITH_LIB) : ""}]
+  if {$lib eq "" && [info exists env(ZONESMITH_BUILD)]} {
+    set lib [file join $env(ZONESMITH_BUILD) libzonesmith.so.0]
+  }
+  return [expr {$lib ne "" && ![catch {load $lib Zonesmith}]}]
+}
+
+proc dcUrl {} { return ldap://$::env(ZS_DC_HOST) }
+
+# The values of `attr` of the entries that ldapsearch finds; "dn" lists the DNs. Base64
+# values (binary or with special characters) are decoded.
+proc dcSearch {base scope filter attr} {
+  set out [exec ldapsearch -LLL -Q -Y GSSAPI -o ldif-wrap=no -H [dcUrl] \
+      -E pr=100/noprompt -b $base -s $scope $filter $attr 2>@1]
+  set values {}
+  foreach line [split $out \n] {
+    if {[regexp -nocase "^[string map {- \\-} $attr](:+) ?(.*)\$" $line -> colons value]} {
+      if {$colons eq "::"} { set value [encoding convertfrom utf-8 [binary decode base64 $value]] }
+      lappend values $value
+    }
+  }
+  return $values
+}
+
+proc dcLdapAdd {ldif} {
+  exec ldapadd -Q -Y GSSAPI -H [dcUrl] << $ldif >/dev/null 2>@1
+}
+
+proc dcLdapDelete {dn {recursive 0}} {
+  set r [expr {$recursive ? "-r" : ""}]
+  exec ldapdelete -Q -Y GSSAPI -H [dcUrl] {*}$r $dn >/dev/null 2>@1
+}
+
+proc dcModify {ldif} {
+  exec ldapmodify -Q -Y GSSAPI -H [dcUrl] << $ldif >/dev/null 2>@1
+}
+
+# `samba-tool user show` (or group show) as a dict of its "name: value" lines.
+proc dcShow {kind name} {
+  set out [exec samba-tool $kind show $name -H [dcUrl] --use-kerberos=required 2>/dev/null]
+  set d {}
+  foreach line [split $out \n] {
+    if {[regexp {^([^:]+): (.*)$} $line -> key value]} { dict lappend d $key $value }
+  }
+  return $d
+}
+proc dcUserShow {name} { return [dcShow user $name] }
+proc dcSid {name} { return [lindex [dict get [dcUserShow $name] objectSid] 0] }
+
+# The descriptor of `dn` as SDDL, as the DC itself writes it.
+proc dcDescriptor {dn} {
+  set out [exec samba-tool dsacl get --objectdn=$dn -H [dcUrl] --use-kerberos=required 2>/dev/null]
+  return [lindex [split [string trim $out] \n] end]
+}
+
+# What `script` writes to stdout, by puts or by the library.
+namespace eval ::dcutil { variable captured "" }
+proc ::dcutil::keep {cmd channel args} {
+  variable captured
+  switch -- $cmd {
+    initialize { return {initialize finalize write} }
+    finalize { return }
+    write { append captured [lindex $args 0]; return "" }
+  }
+}
+proc captureStdout {script} {
+  set ::dcutil::captured ""
+  flush stdout
+  chan push stdout ::dcutil::keep
+  set code [catch {uplevel 1 $script} result options]
+  flush stdout
+  chan pop stdout
+  if {$code} { return -options $options $result }
+  return [encoding convertfrom utf-8 $::dcutil::captured]
+}
