@@ -302,10 +302,11 @@ Tcl::object GetObjects(const Tcl::object& args) {
     }
   }
 
-  // Only the DNs are answered, so only they are asked for: reading every attribute of
-  // thousands of objects would cost the directory and the connection far more.
-  static const char* const kDnOnly[] = {AD_DN, nullptr};
-  kesh::ADObjectList list = binding->search(filter, base, kDnOnly, scope, limit);
+  // Only the DNs are answered, so no attribute is asked for ("1.1"): every entry carries its
+  // DN, and reading the attributes of thousands of objects would cost the directory and the
+  // connection far more.
+  static const char* const kNoAttributes[] = {"1.1", nullptr};
+  kesh::ADObjectList list = binding->search(filter, base, kNoAttributes, scope, limit);
   Tcl::object result;
   for (kesh::ADObject& object : list) result.append(Interp(), Tcl::object(object.dn()));
   return result;
