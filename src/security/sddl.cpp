@@ -9,6 +9,7 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
 #include "directory/library/strings.h"
+#include "directory/principal.h"
 
 using kesh::ACEntry;
 using kesh::BadDataException;
@@ -130,6 +131,12 @@ const char* WellKnownName(const SID& sid, const std::string& sidText, bool expla
     }
   }
   return nullptr;
+}
+
+// The first value of the attribute, or "" when the object has none.
+std::string FirstValue(const kesh::ADObject& object, const char* name) {
+  const kesh::ADAttribute* attr = object.find(name);
+  return attr ? std::string(*attr) : std::string();
 }
 
 bool SameAce(const ACEntry& a, const ACEntry& b) {
@@ -315,6 +322,22 @@ std::string SidToString(const SID& sid, bool explain) {
   if (sid.isNull()) return "";
   std::string text = sid.toMSString();
   if (const char* name = WellKnownName(sid, text, explain)) return name;
+  if (!explain) return text;
+  try {
+    SID lookup = sid;
+    kesh::ADObject principal = GetPrincipalBySid(lookup);
+    std::string name;
+    if (principal.category() == "Group") {
+      name = FirstValue(principal, AD_CN);
+      if (name.empty()) name = FirstValue(principal, "sAMAccountName");
+    } else {
+      name = FirstValue(principal, "userPrincipalName");
+      if (name.empty()) name = FirstValue(principal, "sAMAccountName");
+    }
+    if (!name.empty()) return name;
+  } catch (const std::exception&) {
+    // Not known to any bound domain: the SID text stands.
+  }
   return text;
 }
 

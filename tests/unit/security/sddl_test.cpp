@@ -447,6 +447,29 @@ TEST_F(SddlDirectoryTest, SetSDPutsTheObjectsDomainInPlaceOfThePlaceholder) {
   EXPECT_EQ(sd->dacl.aces.at(1).sid.toMSString(), std::string(kDomainSid) + "-1101");
 }
 
+TEST_F(SddlDirectoryTest, SidToStringExplainsByTheDirectory) {
+  struct {
+    const char* rid;
+    const char* explained;
+  } cases[] = {
+      {"-1101", "alice@example.test"},  // a user: userPrincipalName
+      {"-1102", "robert.baker@corp.example.test"},
+      {"-1200", "UNIX Admins"},   // a group: cn
+      {"-512", "Domain Admins"},  // a well-known RID: the table's text
+      {"-9999", "S-1-5-21-3623811015-3361044348-30300820-9999"},  // unknown: the SID text
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.rid);
+    kesh::SID sid(std::string(kDomainSid) + c.rid);
+    EXPECT_EQ(SidToString(sid, true), c.explained);
+  }
+  // Without `explain` nothing is looked up.
+  uint64_t before = kesh::memdir::OperationCount();
+  EXPECT_EQ(SidToString(kesh::SID(std::string(kDomainSid) + "-1101"), false),
+            std::string(kDomainSid) + "-1101");
+  EXPECT_EQ(kesh::memdir::OperationCount(), before);
+}
+
 TEST_F(SddlDirectoryTest, SetSDNeedsABindingOfTheObjectsDomain) {
   kesh::ADObject object("OU=Units,DC=other,DC=test");
   try {
