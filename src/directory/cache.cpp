@@ -14,6 +14,7 @@
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/sqlite.h"
+#include "directory/principal.h"
 #include "script/args.h"
 #include "script/context.h"
 #include "script/cpptcl.h"
@@ -44,14 +45,6 @@ constexpr int kOpenReadWrite = 2;
 constexpr int kOpenReadWriteCreate = 6;
 
 bool IsPerson(const kesh::ADObject& object) { return object.category() == "Person"; }
-
-// The account name of a person as the name key has it: sAMAccountName (or "?"), "@", and the
-// object's domain in lower case.
-std::string PersonName(const kesh::ADObject& object) {
-  const kesh::ADAttribute* sam = object.find("sAMAccountName");
-  std::string name = sam && !sam->empty() ? std::string(*sam) : "?";
-  return name + "@" + to_lower_copy(kesh::DN::domainFromDN(object.dn()));
-}
 
 // Trace lines go to the interpreter's standard output, in order with the script's own.
 void Trace(bool on, const std::string& line) {
@@ -193,7 +186,7 @@ void Cache::cacheObject(kesh::ADObject object, kesh::AttrList attrs, const std::
   std::string sidKey = sidText.empty() ? std::string() : to_lower_copy(sidText) + hash;
   // Stored as the name is written, looked up in lower case: an account name with capitals
   // is never found through lookupUser.
-  std::string nameKey = IsPerson(object) ? PersonName(object) + hash : std::string();
+  std::string nameKey = IsPerson(object) ? GetUserName(object, false) + hash : std::string();
 
   if (!memory) {
     if (!db) return;
@@ -249,7 +242,7 @@ void Cache::remove(const std::string& dn) {
     if (it == objects.end()) continue;
     kesh::ADObject object = it->second;
     eraseSecondary(object.sid().toMSString());
-    if (IsPerson(object)) eraseSecondary(PersonName(object));
+    if (IsPerson(object)) eraseSecondary(GetUserName(object, false));
     eraseSecondary(object.guid().toString());
     objects.erase(key);
   }

@@ -302,11 +302,9 @@ Tcl::object GetObjects(const Tcl::object& args) {
     }
   }
 
-  // Only the DNs are answered, so no attribute is asked for ("1.1"): every entry carries its
-  // DN, and reading the attributes of thousands of objects would cost the directory and the
-  // connection far more.
-  static const char* const kNoAttributes[] = {"1.1", nullptr};
-  kesh::ADObjectList list = binding->search(filter, base, kNoAttributes, scope, limit);
+  // All attributes are read, so that the cache learns each object under the same key that a
+  // later select_object of its DN asks for.
+  kesh::ADObjectList list = binding->search(filter, base, nullptr, scope, limit);
   Tcl::object result;
   for (kesh::ADObject& object : list) result.append(Interp(), Tcl::object(object.dn()));
   return result;

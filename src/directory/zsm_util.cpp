@@ -90,9 +90,8 @@ bool GetUPNArg(const Tcl::object& args, std::vector<std::string>& positional, in
 }
 
 uint32_t SidToUnixId(const kesh::SID& sid) {
-  // A domain SID S-1-5-21-a-b-c has DOMAIN_INDEX sub-authorities; the last, c, tells the
-  // domains apart.
-  const uint32_t sub = sid.getSubAuthority(kesh::WELL_KNOWN_RID::DOMAIN_INDEX - 1);
+  // Nine bits of the sub-authority that tells domains apart, and 22 bits of the RID.
+  const uint32_t sub = sid.getSubAuthority(kesh::WELL_KNOWN_RID::DOMAIN_INDEX);
   const uint32_t rid = sid.getObjectRid();
   return ((sub & 0x1ff) << 22) | (rid & 0x3fffff);
 }

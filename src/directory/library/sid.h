@@ -101,8 +101,9 @@ constexpr uint32_t SCHEMA_ADMINS = 518;
 constexpr uint32_t ENTERPRISE_ADMINS = 519;
 constexpr uint32_t GP_CREATER_OWNERS = 520;
 constexpr uint32_t RAS_IAS_SERVERS = 553;
-// The index of the domain's own sub-authority count: a domain SID is S-1-5-21-a-b-c.
-constexpr uint32_t DOMAIN_INDEX = 4;
+// The index (from 0) of the sub-authority that tells domains apart: in an account SID
+// S-1-5-21-a-b-c-rid it is c.
+constexpr uint32_t DOMAIN_INDEX = 3;
 }  // namespace WELL_KNOWN_RID
 
 }  // namespace kesh
