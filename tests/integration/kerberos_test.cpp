@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -262,27 +263,30 @@ TEST(KvrGetpassTest, TerminalDoesNotEchoThePassword) {
     _exit(n == static_cast<ssize_t>(answer.size()) ? 0 : 1);
   }
   close(result[1]);
+  // Reads what `fd` gives within `ms`; false on silence or end of input.
+  auto readSome = [&](int fd, std::string& into, int ms = 5000) {
+    struct pollfd p = {fd, POLLIN, 0};
+    if (poll(&p, 1, ms) <= 0) return false;
+    char buffer[256];
+    ssize_t n = read(fd, buffer, sizeof(buffer));
+    if (n <= 0) return false;
+    into.append(buffer, static_cast<size_t>(n));
+    return true;
+  };
   // Wait for the prompt, then type.
   std::string screen;
-  char buffer[256];
-  while (screen.find("password: ") == std::string::npos) {
-    ssize_t n = read(master, buffer, sizeof(buffer));
-    ASSERT_GT(n, 0);
-    screen.append(buffer, static_cast<size_t>(n));
+  while (screen.find("password: ") == std::string::npos && readSome(master, screen)) {
   }
+  EXPECT_NE(screen.find("password: "), std::string::npos) << "no prompt";
   ASSERT_EQ(write(master, "hunter2\n", 8), 8);
   std::string typed;
-  for (ssize_t n; (n = read(result[0], buffer, sizeof(buffer))) > 0;) {
-    typed.append(buffer, static_cast<size_t>(n));
+  while (readSome(result[0], typed)) {
   }
+  kill(child, SIGKILL);  // in case it still waits for input
   int status = 0;
   waitpid(child, &status, 0);
-  // What the terminal showed after the prompt: the newline only.
-  struct pollfd p = {master, POLLIN, 0};
-  while (poll(&p, 1, 100) > 0) {
-    ssize_t n = read(master, buffer, sizeof(buffer));
-    if (n <= 0) break;
-    screen.append(buffer, static_cast<size_t>(n));
+  // What the terminal showed after the prompt.
+  while (readSome(master, screen, 200)) {
   }
   close(master);
   close(result[0]);

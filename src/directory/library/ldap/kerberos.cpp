@@ -384,13 +384,14 @@ Shredder kvr_getpass(const std::string& prompt) {
   struct termios saved;
   bool terminal = isatty(fd) && tcgetattr(fd, &saved) == 0;
   if (terminal) {
-    if (write(STDERR_FILENO, prompt.data(), prompt.size()) < 0) {
-      // Nowhere to prompt; read all the same.
-    }
     struct termios quiet = saved;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     quiet.c_lflag |= ECHONL;
     tcsetattr(fd, TCSAFLUSH, &quiet);
+    // The prompt only once echo is off: whatever is typed after it stays unseen.
+    if (write(STDERR_FILENO, prompt.data(), prompt.size()) < 0) {
+      // Nowhere to prompt; read all the same.
+    }
   }
   // One byte at a time, so that nothing after the line is taken from the input.
   char c;

@@ -175,14 +175,10 @@ class LdapPagedSearch : public PagedObjectListImpl {
 
 }  // namespace
 
+// `locator` is not kept: MIT Kerberos finds the KDCs through its configuration and DNS.
 LdapADBinding::LdapADBinding(const std::string& domain, const std::string& ccacheName, bool gc,
-                             const std::string& server, const std::string& site, Locator locator)
-    : domain_(domain),
-      ccacheName_(ccacheName),
-      gc_(gc),
-      server_(server),
-      site_(site),
-      locator_(locator) {}
+                             const std::string& server, const std::string& site, Locator)
+    : domain_(domain), ccacheName_(ccacheName), gc_(gc), server_(server), site_(site) {}
 
 LdapADBinding::~LdapADBinding() = default;
 

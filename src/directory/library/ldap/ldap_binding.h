@@ -60,7 +60,6 @@ class LdapADBinding : public ADBinding {
   const bool gc_;
   const std::string server_;
   const std::string site_;
-  const Locator locator_;
   std::string currentServer_;  // the server asked for at the last connect
   int connectTimeout_ = 0;
   int searchTimeout_ = 0;

@@ -31,7 +31,4 @@ std::string LdapErrorText(LDAP* ld, int rc, const std::string& detail = std::str
 }  // namespace ldapbackend
 }  // namespace kesh
 
-#define ZS_THROW_LDAP(ld, rc, ...) \
-  ::kesh::ldapbackend::ThrowLdapError(__FILE__, __LINE__, (ld), (rc), ##__VA_ARGS__)
-
 #endif  // ZONESMITH_DIRECTORY_LIBRARY_LDAP_LDAP_ERROR_H_

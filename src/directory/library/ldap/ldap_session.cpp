@@ -191,7 +191,7 @@ LdapSession::LdapSession(const ServiceTarget& target, const SessionOptions& opti
   int rc = ldap_initialize(&ld_, uri.c_str());
   if (rc != LDAP_SUCCESS) {
     ld_ = nullptr;
-    ZS_THROW_LDAP(nullptr, rc, uri);
+    ThrowLdapError(__FILE__, __LINE__, nullptr, rc, uri);
   }
   try {
     int version = LDAP_VERSION3;
@@ -246,7 +246,7 @@ void LdapSession::bind() {
   }
   if (rc != LDAP_SUCCESS) {
     std::string where = target_.host + ":" + std::to_string(target_.port);
-    ZS_THROW_LDAP(ld_, rc, where);
+    ThrowLdapError(__FILE__, __LINE__, ld_, rc, where);
   }
 }
 
