@@ -17,14 +17,6 @@
 
 namespace {
 
-// A switch definition, for ParseArgs.
-SwitchDef Switch(const char* name, bool hasValue) {
-  SwitchDef def;
-  def.name = name;
-  def.hasValue = hasValue;
-  return def;
-}
-
 Tcl::interpreter& Interp() { return *GetContextTab()->interp; }
 
 void RefuseNewObject() {
@@ -74,9 +66,9 @@ AttrNames::AttrNames(const std::string& commaList) {
 
 void SelectObject(const Tcl::object& args) {
   std::map<std::string, SwitchDef> switches = Switches({
-      Switch("-rootdse", false),
-      Switch("-attrs", true),
-      Switch("-gc", false),
+      SwitchDef("-rootdse"),
+      SwitchDef("-attrs", true),
+      SwitchDef("-gc"),
   });
   std::vector<std::string> positional;
   ParseArgs(switches, args, positional);
@@ -257,10 +249,10 @@ void RenameObject(const std::string& cn) {
 
 Tcl::object GetObjects(const Tcl::object& args) {
   std::map<std::string, SwitchDef> switches = Switches({
-      Switch("-gc", false),
-      Switch("-depth", true),
-      Switch("-limit", true),
-      Switch("-f", true),
+      SwitchDef("-gc"),
+      SwitchDef("-depth", true),
+      SwitchDef("-limit", true),
+      SwitchDef("-f", true),
   });
   std::vector<std::string> positional;
   ParseArgs(switches, args, positional);

@@ -23,14 +23,6 @@
 
 namespace {
 
-// A switch definition, for ParseArgs.
-SwitchDef Switch(const char* name, bool hasValue) {
-  SwitchDef def;
-  def.name = name;
-  def.hasValue = hasValue;
-  return def;
-}
-
 Tcl::interpreter& Interp() { return *GetContextTab()->interp; }
 
 // The text of a user, group or computer object; `notPrincipal` is thrown for anything else.
@@ -81,7 +73,7 @@ Tcl::object MakePasswdEntry(const std::shared_ptr<PasswdEntry>& entry) {
 }
 
 bool GetUPNArg(const Tcl::object& args, std::vector<std::string>& positional, int required) {
-  std::map<std::string, SwitchDef> switches = Switches({Switch("-upn", false)});
+  std::map<std::string, SwitchDef> switches = Switches({SwitchDef("-upn")});
   ParseArgs(switches, args, positional);
   if (required >= 0 && positional.size() < static_cast<size_t>(required)) {
     throw Tcl::tcl_syntax_error();
@@ -134,7 +126,7 @@ std::string SidToUid(const std::string& sid) { return std::to_string(SidToUnixId
 std::string GuidToID(const std::string& guid) { return std::to_string(GuidToUnixId(guid)); }
 
 std::string PrincipalToID(const Tcl::object& args) {
-  std::map<std::string, SwitchDef> switches = Switches({Switch("-apple", false)});
+  std::map<std::string, SwitchDef> switches = Switches({SwitchDef("-apple")});
   std::vector<std::string> positional;
   ParseArgs(switches, args, positional);
   if (positional.size() != 1) throw Tcl::tcl_syntax_error();
@@ -201,8 +193,8 @@ void InternalGetGroupMembers(kesh::ADObject group, std::set<std::string>& visite
 
 Tcl::object GetGroupMembers(const Tcl::object& args) {
   std::map<std::string, SwitchDef> switches = Switches({
-      Switch("-upn", false),
-      Switch("-ad", false),
+      SwitchDef("-upn"),
+      SwitchDef("-ad"),
   });
   std::vector<std::string> positional;
   ParseArgs(switches, args, positional);
@@ -250,8 +242,8 @@ Tcl::object GetentPasswd() {
 
 std::string GetTempDir(const Tcl::object& args) {
   std::map<std::string, SwitchDef> switches = Switches({
-      Switch("-secure", false),
-      Switch("-nonsecure", false),
+      SwitchDef("-secure"),
+      SwitchDef("-nonsecure"),
   });
   std::vector<std::string> positional;
   ParseArgs(switches, args, positional);

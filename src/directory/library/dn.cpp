@@ -2,25 +2,11 @@
 
 #include <cctype>
 
+#include "directory/library/strings.h"
+
 namespace kesh {
 
 namespace {
-
-const char kUpperHex[] = "0123456789ABCDEF";
-const char kLowerHex[] = "0123456789abcdef";
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-std::string Lower(std::string text) {
-  for (char& c : text) c = char(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
 bool IsBlank(char c) { return c == ' '; }
 
 // Splits `text` at each unescaped `separator`. Text inside a leading "<...>" (the
@@ -115,8 +101,8 @@ bool IsValidValue(const std::string& value) {
     char c = value[i];
     if (c == '\\') {
       if (i + 1 >= value.size()) return false;
-      if (HexValue(value[i + 1]) >= 0) {
-        if (i + 2 >= value.size() || HexValue(value[i + 2]) < 0) return false;
+      if (HexDigitValue(value[i + 1]) >= 0) {
+        if (i + 2 >= value.size() || HexDigitValue(value[i + 2]) < 0) return false;
         i += 2;
       } else if (std::string(" \"#+,;<=>\\").find(value[i + 1]) != std::string::npos) {
         ++i;
@@ -151,7 +137,7 @@ std::string DN::domainFromDN(const std::string& dn) {
   std::string domain;
   for (const std::string& rdn : explode(dn)) {
     std::string type, value;
-    if (!SplitAva(rdn, type, value) || Lower(type) != "dc") continue;
+    if (!SplitAva(rdn, type, value) || lower(type) != "dc") continue;
     if (!domain.empty()) domain += '.';
     domain += unescapeDNString(value);
   }
@@ -198,8 +184,8 @@ std::string DN::escape(const std::string& text, const std::string& hexChars,
     if (inHex || (hex && inChars)) {
       unsigned char u = static_cast<unsigned char>(c);
       out += '\\';
-      out += kUpperHex[u >> 4];
-      out += kUpperHex[u & 0xf];
+      out += HexDigit(u >> 4, true);
+      out += HexDigit(u & 0xf, true);
     } else if (inChars) {
       out += '\\';
       out += c;
@@ -217,8 +203,8 @@ std::string DN::escapeLDAPFilter(const std::string& text) {
     if (c == '*' || c == '(' || c == ')' || c == '\\' || c == '\0') {
       unsigned char u = static_cast<unsigned char>(c);
       out += '\\';
-      out += kLowerHex[u >> 4];
-      out += kLowerHex[u & 0xf];
+      out += HexDigit(u >> 4, false);
+      out += HexDigit(u & 0xf, false);
     } else {
       out += c;
     }
@@ -234,8 +220,8 @@ std::string DN::escapeRDNValue(const std::string& text) {
     unsigned char u = static_cast<unsigned char>(c);
     if (u < 0x20 || u == 0x7f) {
       out += '\\';
-      out += kUpperHex[u >> 4];
-      out += kUpperHex[u & 0xf];
+      out += HexDigit(u >> 4, true);
+      out += HexDigit(u & 0xf, true);
     } else if (std::string(",+\"\\<>;=").find(c) != std::string::npos ||
                (i == 0 && (c == '#' || c == ' ')) || (i + 1 == text.size() && c == ' ')) {
       out += '\\';
@@ -256,8 +242,8 @@ std::string DN::unescapeDNString(const std::string& text) {
       out += c;
       continue;
     }
-    int hi = HexValue(text[i + 1]);
-    int lo = i + 2 < text.size() ? HexValue(text[i + 2]) : -1;
+    int hi = HexDigitValue(text[i + 1]);
+    int lo = i + 2 < text.size() ? HexDigitValue(text[i + 2]) : -1;
     if (hi >= 0 && lo >= 0) {
       out += char(hi << 4 | lo);
       i += 2;
@@ -295,7 +281,7 @@ bool DN::isDN(const std::string& text) {
 bool DN::equal(const std::string& a, const std::string& b) { return normalize(a) == normalize(b); }
 
 std::string DN::normalize(const std::string& dn) {
-  if (!dn.empty() && dn[0] == '<') return Lower(dn);
+  if (!dn.empty() && dn[0] == '<') return lower(dn);
   std::string out;
   for (const std::string& rdn : explode(dn)) {
     if (!out.empty()) out += ',';
@@ -304,9 +290,9 @@ std::string DN::normalize(const std::string& dn) {
       if (!avas.empty()) avas += '+';
       std::string type, value;
       if (SplitAva(ava, type, value)) {
-        avas += Lower(type) + "=" + Lower(escapeRDNValue(unescapeDNString(value)));
+        avas += lower(type) + "=" + lower(escapeRDNValue(unescapeDNString(value)));
       } else {
-        avas += Lower(ava);
+        avas += lower(ava);
       }
     }
     out += avas;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "directory/library/exceptions.h"
+#include "directory/library/strings.h"
 
 namespace kesh {
 
@@ -14,22 +15,12 @@ const Guid NULL_GUID;
 
 namespace {
 
-const char kUpperHex[] = "0123456789ABCDEF";
-const char kLowerHex[] = "0123456789abcdef";
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 // Reads 32 hex digits into storage order. Answers false on anything else.
 bool ReadPlainHex(const std::string& text, std::array<uint8_t, 16>& bytes) {
   if (text.size() != 32) return false;
   for (size_t i = 0; i < 16; ++i) {
-    int hi = HexValue(text[2 * i]);
-    int lo = HexValue(text[2 * i + 1]);
+    int hi = HexDigitValue(text[2 * i]);
+    int lo = HexDigitValue(text[2 * i + 1]);
     if (hi < 0 || lo < 0) return false;
     bytes[i] = uint8_t(hi << 4 | lo);
   }
@@ -41,7 +32,7 @@ bool IsDashedBody(const char* text, size_t length) {
   if (length != 36) return false;
   for (size_t i = 0; i < length; ++i) {
     bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-    if (dash ? text[i] != '-' : HexValue(text[i]) < 0) return false;
+    if (dash ? text[i] != '-' : HexDigitValue(text[i]) < 0) return false;
   }
   return true;
 }
@@ -69,8 +60,8 @@ std::string Guid::toString() const {
   std::string text;
   text.reserve(32);
   for (uint8_t b : bytes_) {
-    text += kUpperHex[b >> 4];
-    text += kUpperHex[b & 0xf];
+    text += HexDigit(b >> 4, true);
+    text += HexDigit(b & 0xf, true);
   }
   return text;
 }
@@ -89,8 +80,8 @@ std::string Guid::toRealMSString() const {
   for (int i = 0; i < 16; ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
     uint8_t b = bytes_[kMsTextOrder[i]];
-    text += kLowerHex[b >> 4];
-    text += kLowerHex[b & 0xf];
+    text += HexDigit(b >> 4, false);
+    text += HexDigit(b & 0xf, false);
   }
   return text;
 }
@@ -104,7 +95,8 @@ Guid Guid::fromRealMSString(const std::string& text) {
   int i = 0;
   for (int pos = 0; pos < 36; pos += 2) {
     if (p[pos] == '-') ++pos;
-    guid.bytes_[kMsTextOrder[i++]] = uint8_t(HexValue(p[pos]) << 4 | HexValue(p[pos + 1]));
+    guid.bytes_[kMsTextOrder[i++]] =
+        uint8_t(HexDigitValue(p[pos]) << 4 | HexDigitValue(p[pos + 1]));
   }
   return guid;
 }
@@ -148,8 +140,8 @@ std::string Guid::toEscapedString() const {
   text.reserve(48);
   for (uint8_t b : bytes_) {
     text += '\\';
-    text += kLowerHex[b >> 4];
-    text += kLowerHex[b & 0xf];
+    text += HexDigit(b >> 4, false);
+    text += HexDigit(b & 0xf, false);
   }
   return text;
 }

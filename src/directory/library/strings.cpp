@@ -24,13 +24,6 @@ bool SameBytes(const char* a, const char* b, size_t n, bool ignoreCase) {
   return true;
 }
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 template <class List>
 void SplitAnyOf(const std::string& text, const std::string& separators, List& list,
                 bool keepEmpty) {
@@ -58,6 +51,17 @@ std::string ToBase(unsigned long long value, int base) {
 }
 
 }  // namespace
+
+int HexDigitValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+char HexDigit(unsigned nibble, bool upperCase) {
+  return (upperCase ? "0123456789ABCDEF" : "0123456789abcdef")[nibble & 0xf];
+}
 
 std::string lower(const std::string& text) {
   std::string out = text;
@@ -214,8 +218,8 @@ bool HexToUint8Array(const std::string& text, uint8_t* bytes, size_t length, boo
   if (!allowShort && text.size() != 2 * length) return false;
   std::vector<uint8_t> out(length, 0);
   for (size_t i = 0; i < text.size() / 2; ++i) {
-    int hi = HexValue(text[2 * i]);
-    int lo = HexValue(text[2 * i + 1]);
+    int hi = HexDigitValue(text[2 * i]);
+    int lo = HexDigitValue(text[2 * i + 1]);
     if (hi < 0 || lo < 0) return false;
     out[i] = uint8_t(hi << 4 | lo);
   }

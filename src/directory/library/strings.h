@@ -57,6 +57,11 @@ bool IsDigitChar(char c);
 // The time as local time "YYYY-MM-DD HH:MM:SS"; an empty string for a null pointer.
 std::string strtime(const long* t);
 
+// The value of one hex digit (either case), or -1 for any other character.
+int HexDigitValue(char c);
+// The hex digit of the low four bits of `nibble`.
+char HexDigit(unsigned nibble, bool upperCase);
+
 // `length` bytes as 2 * `length` hex digits, upper-case when `upperCase`.
 // REQUIRES: `bytes` points at `length` bytes.
 std::string Uint8ArrayToHex(const uint8_t* bytes, size_t length, bool upperCase);
