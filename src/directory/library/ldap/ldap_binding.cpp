@@ -355,6 +355,7 @@ void LdapADBinding::add(ADObject& object) {
   }
   LDAPControl* controls[2] = {nullptr, nullptr};
   if (mods.touches("nTSecurityDescriptor")) controls[0] = s.sdFlagsControl();
+  SigpipeGuard guard;
   int rc = ldap_add_ext_s(s.handle(), dn.c_str(), mods.get(), controls, nullptr);
   if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
   object.clearChanged();
@@ -383,6 +384,7 @@ void LdapADBinding::update(ADObject& object, int mode) {
   if (!mods.empty()) {
     LDAPControl* controls[2] = {nullptr, nullptr};
     if (mods.touches("nTSecurityDescriptor")) controls[0] = s.sdFlagsControl();
+    SigpipeGuard guard;
     int rc = ldap_modify_ext_s(s.handle(), dn.c_str(), mods.get(), controls, nullptr);
     if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
   }
@@ -393,6 +395,7 @@ void LdapADBinding::renameTo(ADObject& object, const std::string& newRdn,
                              const std::string& newParent) {
   std::string dn = RequireDn(object, "rename");
   LdapSession& s = session();
+  SigpipeGuard guard;
   int rc = ldap_rename_s(s.handle(), dn.c_str(), newRdn.c_str(),
                          newParent.empty() ? nullptr : newParent.c_str(), 1, nullptr, nullptr);
   if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
@@ -420,6 +423,7 @@ void LdapADBinding::remove(ADObject& object, bool tree) {
   treeDelete.ldctl_oid = const_cast<char*>(kTreeDeleteOid);
   treeDelete.ldctl_iscritical = 1;
   LDAPControl* controls[2] = {tree ? &treeDelete : nullptr, nullptr};
+  SigpipeGuard guard;
   int rc = ldap_delete_ext_s(s.handle(), dn.c_str(), controls, nullptr);
   if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
 }

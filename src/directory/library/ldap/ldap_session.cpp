@@ -159,6 +159,29 @@ std::string EncodeSDFlags(int flags) {
   return sequence;
 }
 
+SigpipeGuard::SigpipeGuard() {
+  sigset_t pipe;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  sigset_t pending;
+  sigemptyset(&pending);
+  wasPending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe, &old_);
+}
+
+SigpipeGuard::~SigpipeGuard() {
+  sigset_t pipe;
+  sigemptyset(&pipe);
+  sigaddset(&pipe, SIGPIPE);
+  sigset_t pending;
+  sigemptyset(&pending);
+  if (!wasPending_ && sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE)) {
+    struct timespec zero = {0, 0};
+    sigtimedwait(&pipe, nullptr, &zero);
+  }
+  pthread_sigmask(SIG_SETMASK, &old_, nullptr);
+}
+
 CcacheSelection::CcacheSelection(const std::string& ccacheName) {
   if (ccacheName.empty()) return;
   OM_uint32 minor = 0;
@@ -208,6 +231,7 @@ LdapSession::LdapSession(const ServiceTarget& target, const SessionOptions& opti
     bind();
     readRootDSE();
   } catch (...) {
+    SigpipeGuard guard;
     ldap_unbind_ext_s(ld_, nullptr, nullptr);
     ld_ = nullptr;
     throw;
@@ -215,10 +239,12 @@ LdapSession::LdapSession(const ServiceTarget& target, const SessionOptions& opti
 }
 
 LdapSession::~LdapSession() {
+  SigpipeGuard guard;
   if (ld_ != nullptr) ldap_unbind_ext_s(ld_, nullptr, nullptr);
 }
 
 void LdapSession::bind() {
+  SigpipeGuard guard;
   int rc;
   {
     CcacheSelection selection(options_.ccacheName);
@@ -245,8 +271,11 @@ void LdapSession::bind() {
     }
   }
   if (rc != LDAP_SUCCESS) {
-    std::string where = target_.host + ":" + std::to_string(target_.port);
-    ThrowLdapError(__FILE__, __LINE__, ld_, rc, where);
+    // The server's or SASL's text, and which server refused.
+    std::string text = LdapErrorText(ld_, rc) + " (server " + target_.host + ":" +
+                       std::to_string(target_.port) + ")";
+    if (IsConnectionLost(rc)) lost_ = true;
+    Raise<LDAPException>(__FILE__, __LINE__, ClassicResultCode(rc), "%s", text.c_str());
   }
 }
 
@@ -322,6 +351,7 @@ int LdapSession::search(const std::string& base, int scope, const std::string& f
   }
   struct timeval tv = {searchTimeout_, 0};
   *result = nullptr;
+  SigpipeGuard guard;
   int rc = ldap_search_ext_s(ld_, base.c_str(), scope, filter.empty() ? nullptr : filter.c_str(),
                              attrs ? attrv.data() : nullptr, 0, controls, nullptr,
                              searchTimeout_ > 0 ? &tv : nullptr, sizeLimit, result);

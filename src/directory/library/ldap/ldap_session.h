@@ -10,6 +10,7 @@
 #define ZONESMITH_DIRECTORY_LIBRARY_LDAP_LDAP_SESSION_H_
 
 #include <ldap.h>
+#include <signal.h>
 
 #include <memory>
 #include <string>
@@ -89,6 +90,21 @@ class LdapSession {
   ADObject rootDSE_;
   std::string sdValue_;
   LDAPControl sdControl_;
+};
+
+// Keeps SIGPIPE away from the calling thread for its lifetime: libldap writes to sockets
+// that the server may have closed, and a program that has not ignored the signal would
+// end. A SIGPIPE raised meanwhile is discarded; the failed write shows as a lost connection.
+class SigpipeGuard {
+ public:
+  SigpipeGuard();
+  ~SigpipeGuard();
+  SigpipeGuard(const SigpipeGuard&) = delete;
+  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+
+ private:
+  sigset_t old_;
+  bool wasPending_ = false;
 };
 
 // Selects the credential cache that GSSAPI uses in this thread for the lifetime of the
