@@ -20,20 +20,9 @@ std::string CategoryOf(const kesh::ADObject& object) {
   return attr ? std::string(*attr) : std::string();
 }
 
-// The base of a look-up: everything a global catalog holds, or the whole domain of a domain
-// binding. A domain controller refuses a subtree search from the empty DN, so a domain
-// binding searches from its domain's DN.
-std::string SearchBase(MyBinding& binding) {
-  for (auto& entry : GetContextTab()->gcBindings) {
-    if (entry.second.get() == &binding) return "";
-  }
-  return kesh::DN::dnFromDomain(binding.binding->domainName());
-}
-
 // The first object that `binding` finds for `filter` below its default base.
 kesh::ADObject FirstMatch(MyBinding& binding, const std::string& filter) {
-  kesh::ADObjectList list =
-      binding.search(filter, SearchBase(binding), nullptr, kesh::SCOPE_SUB, 0);
+  kesh::ADObjectList list = binding.search(filter, "", nullptr, kesh::SCOPE_SUB, 0);
   return list.empty() ? kesh::ADObject() : list.front();
 }
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/ldap/ldap_error.h"
 #include "directory/library/thread_data.h"
@@ -339,9 +340,17 @@ ADObject LdapADBinding::fetch(const std::string& dn, AttrList attrs, const std::
 PagedObjectList LdapADBinding::search(int pageSize, const std::string& filter,
                                       const std::string& base, AttrList attrs, int scope,
                                       int sizeLimit, int) {
-  session();
+  LdapSession& s = session();
+  // A domain controller refuses a one-level or subtree search from the empty DN on its
+  // domain port; such a search means the binding's domain. A global catalog takes the empty
+  // base as the whole forest.
+  std::string from = base;
+  if (from.empty() && scope != SCOPE_BASE && !gc_) {
+    const ADAttribute* nc = s.rootDSE().find("defaultNamingContext");
+    from = nc && !nc->empty() ? nc->values().front() : DN::dnFromDomain(domain_);
+  }
   auto cursor =
-      std::make_shared<LdapPagedSearch>(session_, pageSize, filter, base, attrs, scope, sizeLimit);
+      std::make_shared<LdapPagedSearch>(session_, pageSize, filter, from, attrs, scope, sizeLimit);
   return PagedObjectList(cursor);
 }
 

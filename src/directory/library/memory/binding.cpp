@@ -184,7 +184,14 @@ class MemoryBinding : public ADBinding {
         if (f.matches(StoreSource(dse)))
           fixed.push_back(RootDseObject(dse, AttrRequest::from(attrs)));
       } else {
-        keys = d.search(view, base, scope, f, sizeLimit > 0 ? static_cast<size_t>(sizeLimit) : 0);
+        // As on a domain controller's domain port, a one-level or subtree search from the
+        // empty DN of a domain binding means its domain; a global catalog's covers the forest.
+        std::string from = base;
+        if (from.empty() && !conn_->gc) {
+          AttrStore dse = d.rootDse(view);
+          if (!dse["defaultNamingContext"].empty()) from = dse["defaultNamingContext"].front();
+        }
+        keys = d.search(view, from, scope, f, sizeLimit > 0 ? static_cast<size_t>(sizeLimit) : 0);
       }
       pages = std::make_shared<MemoryPages>(conn_, std::move(keys), pageSize, attrs, sdFlags,
                                             std::move(fixed));
