@@ -17,20 +17,5 @@ load $::env(ZONESMITH_LIB) Zonesmith
 tcltest::testConstraint localDC \
     [expr {[info exists ::env(ZS_DC_DOMAIN)] && $::env(ZS_DC_DOMAIN) ne ""}]
 
-set ::tcltest::testSingleFile false
-set broken {}
-foreach file [lsort [tcltest::getMatchingFiles]] {
-  set name [file tail $file]
-  puts [tcltest::outputChannel] $name
-  incr ::tcltest::numTestFiles
-  if {[catch {uplevel #0 [list source $file]} message]} {
-    puts [tcltest::outputChannel] "Test file error: $name: $message"
-    lappend broken $name
-  }
-}
-
-set failed [lsort -unique [concat $::tcltest::failFiles $broken]]
-set total $::tcltest::numTests(Total)
-cleanupTests 1
-if {[llength $failed] > 0 || $total == 0} { exit 1 }
-exit 0
+source [file join $testDir .. runner.tcl]
+RunTestFiles
