@@ -46,14 +46,13 @@ struct KerberosCreds {
 
 // Obtains a ticket-granting ticket for `principal` with `password`, asking for
 // `lifetime` seconds. Returns 0, or the Kerberos error code with its text in `error`.
-int getCredentials(KerberosContext& context, const std::string& principal,
-                   const Shredder& password, KerberosCreds& creds, std::string& error,
-                   int lifetime, Locator locator);
+int getCredentials(KerberosContext& context, const std::string& principal, const Shredder& password,
+                   KerberosCreds& creds, std::string& error, int lifetime, Locator locator);
 
 // Writes `creds` into the cache `ccacheName` (initialised for `principal`), owned by
 // uid/gid when it is a file. Throws KerberosException.
-void storeTGT(KerberosContext& context, const std::string& principal,
-              const std::string& ccacheName, KerberosCreds& creds, uid_t uid, gid_t gid);
+void storeTGT(KerberosContext& context, const std::string& principal, const std::string& ccacheName,
+              KerberosCreds& creds, uid_t uid, gid_t gid);
 
 // Changes the password of `targetPrincipal` with the credentials in `ccacheName`.
 // Returns 0, or a non-zero code with the reason in `error`.
@@ -87,8 +86,7 @@ Shredder kvr_getpass(const std::string& prompt);
 
 // The locators the system registers with Kerberos; the backends supply them.
 int prejoin_kdc_locator_callback(_krb5_context*, const _krb5_data*, addrlist*, int, int, int);
-int prejoin_kpasswd_locator_callback(_krb5_context*, const _krb5_data*, addrlist*, int, int,
-                                     int);
+int prejoin_kpasswd_locator_callback(_krb5_context*, const _krb5_data*, addrlist*, int, int, int);
 
 // Password callback that obtains a ticket for the principal with the Shredder in `data`.
 int gic_with_password_callback(_krb5_context* context, void* data, const char* principal);
