@@ -84,11 +84,14 @@ class ADHelper {
 // Returns an empty Shredder at end of input.
 Shredder kvr_getpass(const std::string& prompt);
 
-// The locators the system registers with Kerberos; the backends supply them.
+// The locators the system registers with Kerberos; the backends supply them. With MIT
+// Kerberos they answer "not handled", so the KDC and password servers come from krb5.conf.
 int prejoin_kdc_locator_callback(_krb5_context*, const _krb5_data*, addrlist*, int, int, int);
 int prejoin_kpasswd_locator_callback(_krb5_context*, const _krb5_data*, addrlist*, int, int, int);
 
-// Password callback that obtains a ticket for the principal with the Shredder in `data`.
+// Password callback that obtains a ticket for the principal with the Shredder in `data` and
+// stores it in the default cache of `context` (a binding makes its own cache that default
+// before it calls the callback). Returns 0 or the Kerberos error.
 int gic_with_password_callback(_krb5_context* context, void* data, const char* principal);
 
 }  // namespace kesh
