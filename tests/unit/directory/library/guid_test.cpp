@@ -5,15 +5,10 @@
 #include <set>
 
 #include "directory/library/exceptions.h"
+#include "test_bytes.h"
 
 namespace kesh {
 namespace {
-
-std::string Bytes(std::initializer_list<int> values) {
-  std::string out;
-  for (int v : values) out += char(v);
-  return out;
-}
 
 // The schemaIDGUID of the user class, as Microsoft documents it, and its stored bytes.
 const char kUserClassText[] = "bf967aba-0de6-11d0-a285-00aa003049e2";

@@ -3,15 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "directory/library/exceptions.h"
+#include "test_bytes.h"
 
 namespace kesh {
 namespace {
-
-std::string Bytes(std::initializer_list<int> values) {
-  std::string out;
-  for (int v : values) out += char(v);
-  return out;
-}
 
 const Guid kUserClass = Guid::fromRealMSString("bf967aba-0de6-11d0-a285-00aa003049e2");
 const Guid kComputerClass = Guid::fromRealMSString("bf967a86-0de6-11d0-a285-00aa003049e2");

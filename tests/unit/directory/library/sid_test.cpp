@@ -3,15 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "directory/library/exceptions.h"
+#include "test_bytes.h"
 
 namespace kesh {
 namespace {
-
-std::string Bytes(std::initializer_list<int> values) {
-  std::string out;
-  for (int v : values) out += char(v);
-  return out;
-}
 
 struct GoodSid {
   const char* text;
