@@ -338,21 +338,11 @@ void FuncBind(const Tcl::object& args) {
     }
   }
 
-  // The MyBinding that receives the connection: the one already bound to this name, or a
-  // new one entered into the session only when everything below has succeeded.
-  ContextTab& tab = *GetContextTab();
-  std::shared_ptr<MyBinding> existing;
-  try {
-    existing = gc ? GetGCBinding(domain) : GetBinding(domain);
-  } catch (const kesh::NotFoundException&) {
-    existing.reset();
-  }
-  std::shared_ptr<MyBinding> target =
-      existing ? existing : std::make_shared<MyBinding>(nullptr, "");
-
-  // A password given by name lives in a MEMORY cache of its own, named after the MyBinding
-  // that holds it, so that bindings to two domains never share one.
-  void* memoryTag = user.empty() ? nullptr : static_cast<void*>(target.get());
+  // A password given by name lives in a MEMORY cache of its own, named after a tag that the
+  // MyBinding keeps once the bind has succeeded: bindings to two domains never share a cache,
+  // and a failed bind never writes into the cache of a binding that exists.
+  std::shared_ptr<char> tag = user.empty() ? nullptr : std::make_shared<char>(0);
+  void* memoryTag = tag.get();
   kesh::ThreadData::get().writable = write;
 
   std::string ccName;
@@ -368,6 +358,7 @@ void FuncBind(const Tcl::object& args) {
     binding->prepareWrite();
     binding->connectToWritable();
   }
+  ContextTab& tab = *GetContextTab();
   binding->setConnectTimeout(tab.ldapTimeout, 0);
   binding->setSearchTimeout(tab.ldapTimeout, 0);
   if (!server.empty() && binding->server() != server) {
@@ -375,14 +366,20 @@ void FuncBind(const Tcl::object& args) {
                server.c_str());
   }
 
-  target->binding = binding;
-  target->ccName = ccName;
-  if (!existing) {
-    if (gc) {
-      tab.gcBindings[domain] = target;
-    } else {
-      tab.bindings[domain] = target;
-    }
+  std::shared_ptr<MyBinding> existing;
+  try {
+    existing = gc ? GetGCBinding(domain) : GetBinding(domain);
+  } catch (const kesh::NotFoundException&) {
+    existing.reset();
+  }
+  if (existing) {
+    existing->binding = binding;
+    existing->ccName = ccName;
+    existing->memoryTag = tag;
+  } else {
+    auto created = std::make_shared<MyBinding>(binding, ccName);
+    created->memoryTag = tag;
+    (gc ? tab.gcBindings : tab.bindings)[domain] = created;
   }
   password.wipe();
 }

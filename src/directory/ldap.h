@@ -81,6 +81,9 @@ class MyBinding {
   kesh::SID domainSid;
   // The credential cache the connection uses.
   std::string ccName;
+  // For a bind with a password: the object whose address names its MEMORY cache, kept so
+  // that the name stays unique while the binding lives. Null otherwise.
+  std::shared_ptr<char> memoryTag;
 };
 
 using MyBindingPtr = std::shared_ptr<MyBinding>;

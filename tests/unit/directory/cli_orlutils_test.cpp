@@ -341,6 +341,15 @@ TEST_F(CredentialsTest, RebindExchangesTheConnectionInPlace) {
   EXPECT_EQ("error: get user credentials:Preauthentication failed",
             Run("bind example.test carol wrong"));
   EXPECT_EQ(second, first->binding);
+
+  // So does one that fails after it obtained a ticket (here: no such server to connect to):
+  // the binding's cache still holds its own user's ticket, for the next reconnect.
+  const std::string bobCache = first->ccName;
+  EXPECT_EQ("error: Can't contact LDAP server",
+            Run("bind elsewhere.example.test@example.test carol carol-pw"));
+  EXPECT_EQ(second, first->binding);
+  EXPECT_EQ(bobCache, first->ccName);
+  EXPECT_EQ("bob@EXAMPLE.TEST", kesh::Krb5CredentialsCache::getUPN(first->ccName));
 }
 
 TEST_F(CredentialsTest, BindGcAndMachine) {
