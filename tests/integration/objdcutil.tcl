@@ -66,23 +66,4 @@ proc dcDescriptor {dn} {
   return [lindex [split [string trim $out] \n] end]
 }
 
-# What `script` writes to stdout, by puts or by the library.
-namespace eval ::dcutil { variable captured "" }
-proc ::dcutil::keep {cmd channel args} {
-  variable captured
-  switch -- $cmd {
-    initialize { return {initialize finalize write} }
-    finalize { return }
-    write { append captured [lindex $args 0]; return "" }
-  }
-}
-proc captureStdout {script} {
-  set ::dcutil::captured ""
-  flush stdout
-  chan push stdout ::dcutil::keep
-  set code [catch {uplevel 1 $script} result options]
-  flush stdout
-  chan pop stdout
-  if {$code} { return -options $options $result }
-  return [encoding convertfrom utf-8 $::dcutil::captured]
-}
+source [file join [file dirname [file normalize [info script]]] .. capture.tcl]

@@ -17,34 +17,7 @@ if {[catch {load $::zonesmithLib Zonesmith} message]} {
   exit 2
 }
 
-# A channel transform that keeps what is written to stdout instead of passing it on.
-namespace eval ::zstest {
-  variable captured ""
-  proc keep {cmd channel args} {
-    variable captured
-    switch -- $cmd {
-      initialize { return {initialize finalize write} }
-      finalize { return }
-      write {
-        append captured [lindex $args 0]
-        return ""
-      }
-    }
-  }
-}
-
-# Runs `script` in the caller's scope and returns what it wrote to stdout, both by Tcl's
-# puts and by the library. An error of the script is passed on after stdout is restored.
-proc captureStdout {script} {
-  set ::zstest::captured ""
-  flush stdout
-  chan push stdout ::zstest::keep
-  set code [catch {uplevel 1 $script} result options]
-  flush stdout
-  chan pop stdout
-  if {$code} { return -options $options $result }
-  return [encoding convertfrom utf-8 $::zstest::captured]
-}
+source [file join [file dirname [file normalize [info script]]] .. capture.tcl]
 
 # A fresh slave interpreter with the library loaded; its name is returned.
 proc newSession {} {
