@@ -104,38 +104,53 @@ bool ACEntry::operator==(const ACEntry& other) const {
          objectFlags == other.objectFlags && sid == other.sid && extra == other.extra;
 }
 
+void ACEntry::serialize(NetBuf& out) const {
+  NetBuf ace;
+  ace.putU8(type);
+  ace.putU8(flags);
+  ace.putU16(0);  // size, set below
+  ace.putU32(mask);
+  if (isObjectAce()) {
+    ace.putU32(objectFlags);
+    if (objectFlags & ACE_OBJECT_TYPE_PRESENT) ace.putBytes(objectType.toBytes());
+    if (objectFlags & ACE_INHERITED_OBJECT_TYPE_PRESENT) {
+      ace.putBytes(inheritedObjectType.toBytes());
+    }
+  }
+  ace.putBytes(sid.toBytes());
+  ace.putBytes(extra);
+  if (ace.size() > MAX_ACE_SIZE) {
+    KESH_THROW(BadDataException, 0, "ACE too large: %zu bytes (at most %zu)", ace.size(),
+               MAX_ACE_SIZE);
+  }
+  SetU16(ace.data(), 2, uint16_t(ace.size()));
+  out.putBytes(ace.data());
+}
+
 // --- ACList ---------------------------------------------------------------------------
 
-void ACList::serialize(NetBuf& out) const {
-  std::string& data = out.data();
-  size_t start = data.size();
+void ACList::serialize(NetBuf& out, const char* name) const {
+  if (aces.size() > MAX_ACE_COUNT) {
+    KESH_THROW(BadDataException, 0, "%s has too many ACEs: %zu (at most %zu)", name,
+               aces.size(), MAX_ACE_COUNT);
+  }
   uint8_t rev = revision;
   for (const ACEntry& ace : aces) {
     if (ace.isObjectAce() && rev < 4) rev = 4;
   }
-  out.putU8(rev);
-  out.putU8(0);
-  out.putU16(0);  // size, set below
-  out.putU16(uint16_t(aces.size()));
-  out.putU16(0);
-  for (const ACEntry& ace : aces) {
-    size_t aceStart = data.size();
-    out.putU8(ace.type);
-    out.putU8(ace.flags);
-    out.putU16(0);  // size, set below
-    out.putU32(ace.mask);
-    if (ace.isObjectAce()) {
-      out.putU32(ace.objectFlags);
-      if (ace.objectFlags & ACE_OBJECT_TYPE_PRESENT) out.putBytes(ace.objectType.toBytes());
-      if (ace.objectFlags & ACE_INHERITED_OBJECT_TYPE_PRESENT) {
-        out.putBytes(ace.inheritedObjectType.toBytes());
-      }
-    }
-    out.putBytes(ace.sid.toBytes());
-    out.putBytes(ace.extra);
-    SetU16(data, aceStart + 2, uint16_t(data.size() - aceStart));
+  NetBuf acl;
+  acl.putU8(rev);
+  acl.putU8(0);
+  acl.putU16(0);  // size, set below
+  acl.putU16(uint16_t(aces.size()));
+  acl.putU16(0);
+  for (const ACEntry& ace : aces) ace.serialize(acl);
+  if (acl.size() > MAX_ACL_SIZE) {
+    KESH_THROW(BadDataException, 0, "%s too large: %zu bytes (at most %zu)", name, acl.size(),
+               MAX_ACL_SIZE);
   }
-  SetU16(data, start + 2, uint16_t(data.size() - start));
+  SetU16(acl.data(), 2, uint16_t(acl.size()));
+  out.putBytes(acl.data());
 }
 
 void ACList::parse(const uint8_t* data, size_t length) {
@@ -190,34 +205,40 @@ SecurityDescriptor::SecurityDescriptor(unsigned short revision, unsigned short c
     : revision(uint8_t(revision)), control(control) {}
 
 void SecurityDescriptor::serialize(NetBuf& out) const {
-  std::string& data = out.data();
-  size_t start = data.size();
+  NetBuf sd;
   uint16_t bits = control | SE_SELF_RELATIVE;
   bits = hasDacl ? (bits | SE_DACL_PRESENT) : (bits & ~SE_DACL_PRESENT);
   bits = hasSacl ? (bits | SE_SACL_PRESENT) : (bits & ~SE_SACL_PRESENT);
-  out.putU8(revision);
-  out.putU8(0);
-  out.putU16(bits);
-  for (int i = 0; i < 4; ++i) out.putU32(0);  // owner, group, SACL, DACL offsets
-  auto offsetHere = [&](size_t field) {
-    SetU32(data, start + field, uint32_t(data.size() - start));
+  sd.putU8(revision);
+  sd.putU8(0);
+  sd.putU16(bits);
+  for (int i = 0; i < 4; ++i) sd.putU32(0);  // owner, group, SACL, DACL offsets
+  // Points the offset field at `field` to the end of what is written so far.
+  auto offsetHere = [&](size_t field, const char* part) {
+    if (sd.size() > MAX_SD_OFFSET) {
+      KESH_THROW(BadDataException, 0,
+                 "Security descriptor too large: the %s would start at byte %zu (at most %zu)",
+                 part, sd.size(), MAX_SD_OFFSET);
+    }
+    SetU32(sd.data(), field, uint32_t(sd.size()));
   };
   if (hasSacl) {
-    offsetHere(12);
-    sacl.serialize(out);
+    offsetHere(12, "SACL");
+    sacl.serialize(sd, "SACL");
   }
   if (hasDacl) {
-    offsetHere(16);
-    dacl.serialize(out);
+    offsetHere(16, "DACL");
+    dacl.serialize(sd, "DACL");
   }
   if (!owner.isNull()) {
-    offsetHere(4);
-    out.putBytes(owner.toBytes());
+    offsetHere(4, "owner");
+    sd.putBytes(owner.toBytes());
   }
   if (!group.isNull()) {
-    offsetHere(8);
-    out.putBytes(group.toBytes());
+    offsetHere(8, "group");
+    sd.putBytes(group.toBytes());
   }
+  out.putBytes(sd.data());
 }
 
 void SecurityDescriptor::parse(const uint8_t* data, size_t length) {

@@ -9,9 +9,14 @@
 // (u32); object ACE types (5, 6, 7, 8, 11, 12, 15, 16) then carry object flags (u32) and,
 // per flag, the object type GUID (bit 1) and inherited object type GUID (bit 2); the SID
 // comes last. ACE bodies this code does not know are kept as bytes and written back as read.
+//
+// The size fields bound what can be written: an ACE and an ACL are at most 65535 bytes,
+// an ACL holds at most 65535 ACEs, and the parts of a descriptor start within the first
+// 4 GiB. The serialisers refuse anything larger instead of writing a truncated size.
 #ifndef ZONESMITH_DIRECTORY_LIBRARY_SECURITY_DESCRIPTOR_H_
 #define ZONESMITH_DIRECTORY_LIBRARY_SECURITY_DESCRIPTOR_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -57,6 +62,12 @@ enum AceFlag : uint8_t {
   FAILED_ACCESS_ACE_FLAG = 0x80,
 };
 constexpr uint32_t ACE_OBJECT_TYPE_PRESENT = 0x1;
+
+// The largest values that the fields of the binary form can hold.
+constexpr size_t MAX_ACE_SIZE = 0xFFFF;       // ACE size, u16
+constexpr size_t MAX_ACL_SIZE = 0xFFFF;       // ACL size, u16
+constexpr size_t MAX_ACE_COUNT = 0xFFFF;      // ACE count of an ACL, u16
+constexpr size_t MAX_SD_OFFSET = 0xFFFFFFFF;  // offsets of owner, group, SACL, DACL, u32
 constexpr uint32_t ACE_INHERITED_OBJECT_TYPE_PRESENT = 0x2;
 
 // Control bits (MS-DTYP 2.4.6).
@@ -88,6 +99,9 @@ class ACEntry {
   std::string extra;
 
   bool isObjectAce() const;
+  // Appends the binary ACE to `out`. Throws kesh::BadDataException "ACE too large: N
+  // bytes (at most 65535)" when it does not fit its size field; `out` is then unchanged.
+  void serialize(NetBuf& out) const;
   // Sets objectType/inheritedObjectType and the matching objectFlags bits.
   void setObjectType(const Guid& guid);
   void setInheritedObjectType(const Guid& guid);
@@ -100,7 +114,11 @@ class ACList {
   std::vector<ACEntry> aces;
 
   void addACE(ACEntry& ace) { aces.push_back(ace); }
-  void serialize(NetBuf& out) const;
+  // Appends the binary ACL to `out`. Throws kesh::BadDataException, naming the list as
+  // `name` ("DACL", "SACL"), when it holds more than MAX_ACE_COUNT ACEs ("<name> has too
+  // many ACEs: N (at most 65535)"), when it would exceed MAX_ACL_SIZE bytes ("<name> too
+  // large: N bytes (at most 65535)"), or when an ACE is too large; `out` is then unchanged.
+  void serialize(NetBuf& out, const char* name = "ACL") const;
   // Parses an ACL at `data`; throws kesh::BadDataException when it overruns `length`
   // ("Malformed ACL: ... at byte N", N counted from `data`), leaving the list unchanged.
   void parse(const uint8_t* data, size_t length);
@@ -121,7 +139,9 @@ class SecurityDescriptor {
   ACList sacl;
 
   // Writes the self-relative binary form; SE_SELF_RELATIVE is set, and the DACL/SACL
-  // present bits follow hasDacl/hasSacl.
+  // present bits follow hasDacl/hasSacl. Throws kesh::BadDataException when a part does
+  // not fit the binary form (see ACList::serialize; a part that would start beyond
+  // MAX_SD_OFFSET gives "Security descriptor too large: ..."); `out` is then unchanged.
   virtual void serialize(NetBuf& out) const;
   // Replaces this descriptor by the parsed binary form. Throws kesh::BadDataException on
   // malformed data (offsets or sizes outside `length`), leaving the descriptor unchanged.

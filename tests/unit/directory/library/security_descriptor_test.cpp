@@ -196,6 +196,95 @@ TEST(SecurityDescriptorTest, AbsentPartsAndUnknownAceBodies) {
   EXPECT_TRUE(denyParsed.dacl.aces.empty());
 }
 
+// An allow ACE for Everyone of exactly `size` bytes (at least 20): the rest is
+// application data after the SID.
+ACEntry AceOfSize(size_t size) {
+  ACEntry ace;
+  ace.mask = 0x10;
+  ace.sid = SID("S-1-1-0");
+  ace.extra.assign(size - 20, 'x');
+  return ace;
+}
+
+// Each size field of the binary form holds its limit and refuses one more; the refusal
+// names the part and its size, and leaves the output as it was.
+TEST(SecurityDescriptorTest, SizesBeyondTheirFieldsAreRefused) {
+  // Build one ACE, or a descriptor whose DACL or SACL has `size` bytes in one ACE, or a
+  // DACL of `size` ACEs of 36 bytes (the size of an ACE for a domain account).
+  enum Part { kAce, kDacl, kSacl, kDaclCount };
+  struct Case {
+    const char* label;
+    Part part;
+    size_t size;
+    const char* message;  // "" when accepted
+  } cases[] = {
+      {"ACE at the limit", kAce, MAX_ACE_SIZE, ""},
+      {"ACE one over", kAce, MAX_ACE_SIZE + 1, "ACE too large: 65536 bytes (at most 65535)"},
+      {"DACL at the limit", kDacl, MAX_ACL_SIZE, ""},
+      {"DACL one over", kDacl, MAX_ACL_SIZE + 1, "DACL too large: 65536 bytes (at most 65535)"},
+      {"SACL at the limit", kSacl, MAX_ACL_SIZE, ""},
+      {"SACL one over", kSacl, MAX_ACL_SIZE + 1, "SACL too large: 65536 bytes (at most 65535)"},
+      {"an ACE too large for any DACL", kDacl, MAX_ACE_SIZE + 9,
+       "ACE too large: 65536 bytes (at most 65535)"},
+      // 2,000 ACEs: once stored with its size field cut to 16 bits.
+      {"2000 ACEs", kDaclCount, 2000, "DACL too large: 72008 bytes (at most 65535)"},
+      {"ACE count at the limit", kDaclCount, MAX_ACE_COUNT,
+       "DACL too large: 2359268 bytes (at most 65535)"},
+      {"ACE count one over", kDaclCount, MAX_ACE_COUNT + 1,
+       "DACL has too many ACEs: 65536 (at most 65535)"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
+    SecurityDescriptor sd(1, 0);
+    sd.owner = SID("S-1-5-32-544");
+    ACEntry ace;
+    switch (c.part) {
+      case kAce:
+        ace = AceOfSize(c.size);
+        break;
+      case kDacl:
+      case kSacl: {
+        ACList& acl = c.part == kDacl ? sd.dacl : sd.sacl;
+        acl.aces.push_back(AceOfSize(c.size - 8));
+        (c.part == kDacl ? sd.hasDacl : sd.hasSacl) = true;
+        break;
+      }
+      case kDaclCount:
+        sd.dacl.aces.assign(c.size, AceOfSize(36));
+        sd.hasDacl = true;
+        break;
+    }
+    NetBuf out;
+    out.putBytes("before");
+    try {
+      if (c.part == kAce) {
+        ace.serialize(out);
+      } else {
+        sd.serialize(out);
+      }
+      EXPECT_STREQ("", c.message) << "accepted";
+    } catch (const BadDataException& e) {
+      EXPECT_STREQ(e.what(), c.message);
+      EXPECT_EQ(out.data(), "before");
+      continue;
+    }
+    // Accepted: the size field holds the whole size, and the bytes read back.
+    const std::string written = out.data().substr(6);
+    if (c.part == kAce) {
+      ASSERT_EQ(written.size(), c.size);
+      EXPECT_EQ(written.substr(2, 2), Bytes({0xff, 0xff}));
+      continue;
+    }
+    SecurityDescriptor back;
+    back.parse(written);
+    const ACList& acl = c.part == kDacl ? back.dacl : back.sacl;
+    const ACList& built = c.part == kDacl ? sd.dacl : sd.sacl;
+    EXPECT_EQ(acl.aces, built.aces);
+    EXPECT_EQ(back.owner, sd.owner);
+    EXPECT_EQ(written.size(), 20 + c.size + 16);  // header, ACL, owner
+  }
+}
+
 TEST(SecurityDescriptorTest, MalformedInputIsRefusedAndLeavesTheDescriptor) {
   auto patched = [](size_t pos, std::initializer_list<int> bytes) {
     std::string data = kHandMade;
