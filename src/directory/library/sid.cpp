@@ -10,6 +10,7 @@ namespace kesh {
 namespace {
 
 constexpr size_t kHeaderSize = 8;
+constexpr uint8_t kRevision = 1;  // the only revision of the SID structure
 constexpr int kMaxSubAuthorities = 15;
 constexpr uint64_t kMaxAuthority = (uint64_t(1) << 48) - 1;
 
@@ -59,13 +60,13 @@ std::string ParseText(const std::string& text) {
   if (text.size() < 4 || (text[0] != 'S' && text[0] != 's') || text[1] != '-') return bad();
   size_t pos = 2;
   uint64_t revision = 0;
-  if (!ReadNumber(text, pos, 255, false, revision) || revision != 1) return bad();
+  if (!ReadNumber(text, pos, 255, false, revision) || revision != kRevision) return bad();
   if (pos >= text.size()) return bad();
   ++pos;  // '-'
   uint64_t authority = 0;
   if (!ReadNumber(text, pos, kMaxAuthority, true, authority)) return bad();
   std::string bytes(kHeaderSize, '\0');
-  bytes[0] = 1;
+  bytes[0] = char(kRevision);
   for (int i = 0; i < 6; ++i) bytes[2 + i] = char((authority >> (8 * (5 - i))) & 0xff);
   int count = 0;
   while (pos < text.size()) {
@@ -92,6 +93,9 @@ SID SID::fromBytes(const std::string& bytes) {
   if (count > kMaxSubAuthorities || bytes.size() != kHeaderSize + 4 * count) {
     KESH_THROW(BadDataException, 0, "Invalid binary SID: %zu bytes for %zu sub-authorities",
                bytes.size(), count);
+  }
+  if (uint8_t(bytes[0]) != kRevision) {
+    KESH_THROW(BadDataException, 0, "Invalid binary SID: revision %d", int(uint8_t(bytes[0])));
   }
   SID sid;
   sid.bytes_ = bytes;

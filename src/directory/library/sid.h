@@ -19,7 +19,8 @@ class SID {
   explicit SID(const std::string& text);
 
   // Makes a SID of the binary form. Throws kesh::BadDataException when `bytes` is not a
-  // complete binary SID (too short, count above 15, length disagreeing with the count).
+  // complete binary SID (too short, count above 15, length disagreeing with the count) or
+  // its revision is not 1.
   static SID fromBytes(const std::string& bytes);
   // The binary form; empty for a null SID.
   std::string toBytes() const { return bytes_; }

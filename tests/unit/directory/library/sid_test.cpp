@@ -111,6 +111,10 @@ TEST(SidTest, MalformedBinaryIsRefused) {
        "Invalid binary SID: 9 bytes for 0 sub-authorities"},
       {"count 16", Bytes({1, 16, 0, 0, 0, 0, 0, 5}) + std::string(64, '\0'),
        "Invalid binary SID: 72 bytes for 16 sub-authorities"},
+      // Its text would be "S-0-15", which no reader takes: only revision 1 exists.
+      {"revision 0", Bytes({0, 0, 0, 0, 0, 0, 0, 15}), "Invalid binary SID: revision 0"},
+      {"revision 2", Bytes({2, 1, 0, 0, 0, 0, 0, 5, 7, 0, 0, 0}),
+       "Invalid binary SID: revision 2"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.label);
