@@ -1,6 +1,7 @@
 #include "security/sddl.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -119,18 +120,42 @@ bool IsDomainAccountSid(const SID& sid) {
          sid.getSubAuthority(0) == 21;
 }
 
+// Whether a code of gWellKnownRids may stand for `sid`: a code is read back as a SID of
+// the placeholder domain, which FixSD turns into the domain of the object written, so
+// it may stand only for SIDs of the placeholder domain and of `domain`.
+bool InCodeDomain(const SID& sid, const SID& domain) {
+  if (!IsDomainAccountSid(sid)) return false;
+  const std::string sidDomain = sid.domainSID().toMSString();
+  return sidDomain == PLACEHOLDER_DOMAIN_SID ||
+         (!domain.isNull() && sidDomain == domain.toMSString());
+}
+
 // The code (or with `explain` the text) of the row of gWellKnownSids or gWellKnownRids
 // that names `sid`; null when none does.
-const char* WellKnownName(const SID& sid, const std::string& sidText, bool explain) {
+const char* WellKnownName(const SID& sid, const std::string& sidText, bool explain,
+                          const SID& domain) {
   for (const SddlSid& row : gWellKnownSids) {
     if (sidText == row.sid) return explain ? row.text : row.code;
   }
-  if (IsDomainAccountSid(sid)) {
+  if (InCodeDomain(sid, domain)) {
     if (const SddlCode* row = FindValue(gWellKnownRids, sid.getObjectRid())) {
       return explain ? row->text : row->code;
     }
   }
   return nullptr;
+}
+
+// The bits that codes of gAceRights can write.
+uint32_t CodedRights() {
+  uint32_t bits = 0;
+  for (const SddlCode& right : gAceRights) bits |= right.value;
+  return bits;
+}
+
+// The domain a descriptor was read through, for a descriptor that GetSD made.
+SID ReadDomain(const SDPtr& sd) {
+  const auto* read = dynamic_cast<const DirectorySecurityDescriptor*>(sd.get());
+  return read ? read->domain : SID();
 }
 
 // The first value of the attribute, or "" when the object has none.
@@ -274,7 +299,21 @@ std::array<ACEList, 4> CanonicalAceGroups(const kesh::ACList& dacl) {
   return groups;
 }
 
-std::string ConvertAces(const ACEList& aces) {
+std::string RightsToString(uint32_t mask) {
+  static const uint32_t kCoded = CodedRights();
+  if ((mask & ~kCoded) != 0) {
+    char hex[16];
+    snprintf(hex, sizeof hex, "0x%x", static_cast<unsigned>(mask));
+    return hex;
+  }
+  std::string out;
+  for (const SddlCode& right : gAceRights) {
+    if (mask & right.value) out += right.code;
+  }
+  return out;
+}
+
+std::string ConvertAces(const ACEList& aces, const SID& domain) {
   std::string out;
   for (const ACEntry& ace : aces) {
     out += '(';
@@ -284,9 +323,7 @@ std::string ConvertAces(const ACEList& aces) {
       if (ace.flags & flag.value) out += flag.code;
     }
     out += ';';
-    for (const SddlCode& right : gAceRights) {
-      if (ace.mask & right.value) out += right.code;
-    }
+    out += RightsToString(ace.mask);
     out += ';';
     if ((ace.objectFlags & kesh::ACE_OBJECT_TYPE_PRESENT) || !ace.objectType.isNull()) {
       out += ace.objectType.toRealMSString();
@@ -297,31 +334,33 @@ std::string ConvertAces(const ACEList& aces) {
       out += ace.inheritedObjectType.toRealMSString();
     }
     out += ';';
-    out += SidToString(ace.sid, false);
+    out += SidToString(ace.sid, false, domain);
     out += ')';
   }
   return out;
 }
 
-std::string SDToString(SDPtr& sd) {
+std::string SDToString(SDPtr& sd) { return SDToString(sd, ReadDomain(sd)); }
+
+std::string SDToString(SDPtr& sd, const SID& domain) {
   std::string out;
   if (!sd) return out;
-  if (!sd->owner.isNull()) out += "O:" + SidToString(sd->owner, false);
-  if (!sd->group.isNull()) out += "G:" + SidToString(sd->group, false);
+  if (!sd->owner.isNull()) out += "O:" + SidToString(sd->owner, false, domain);
+  if (!sd->group.isNull()) out += "G:" + SidToString(sd->group, false, domain);
   if (sd->hasDacl) {
     out += "D:";
     if (sd->control & SDDL_DACL_PROTECTED) out += "P";
     if (sd->control & SDDL_DACL_AUTO_INHERITED) out += "AI";
     if (sd->control & SDDL_DACL_AUTO_INHERIT_REQ) out += "AR";
-    for (const ACEList& group : CanonicalAceGroups(sd->dacl)) out += ConvertAces(group);
+    for (const ACEList& group : CanonicalAceGroups(sd->dacl)) out += ConvertAces(group, domain);
   }
   return out;
 }
 
-std::string SidToString(const SID& sid, bool explain) {
+std::string SidToString(const SID& sid, bool explain, const SID& domain) {
   if (sid.isNull()) return "";
   std::string text = sid.toMSString();
-  if (const char* name = WellKnownName(sid, text, explain)) return name;
+  if (const char* name = WellKnownName(sid, text, explain, domain)) return name;
   if (!explain) return text;
   try {
     SID lookup = sid;
@@ -355,14 +394,26 @@ SID SidFromString(const std::string& text) {
   return sid;
 }
 
-SDPtr GetSD(kesh::ADObject& object) {
+SDPtr GetSD(kesh::ADObject& object, const SID& domain) {
   const kesh::ADAttribute* attr = object.find(AD_NT_SECDESC);
   if (!attr || attr->empty()) {
     KESH_THROW(kesh::NotFoundException, 0, "Security Descriptor not present");
   }
-  auto sd = std::make_shared<kesh::SecurityDescriptor>(SD_REVISION, SD_CONTROL);
+  auto sd = std::make_shared<DirectorySecurityDescriptor>(domain);
   sd->parse(attr->values()[0]);
   return sd;
+}
+
+SDPtr GetSD(kesh::ADObject& object) {
+  SID domain;
+  try {
+    domain = GetBindingForDN(object.dn())->getDomainSid();
+  } catch (const kesh::NotFoundException&) {
+    // No binding of the object's domain: its principals keep their SID text.
+  } catch (const kesh::SystemException&) {
+    // No session on this thread: likewise.
+  }
+  return GetSD(object, domain);
 }
 
 void SetSD(kesh::ADObject& object, SDPtr sd, const SID& domain) {

@@ -11,9 +11,16 @@
 // that relative ID. FixSD replaces the placeholder by a real domain before a descriptor
 // is written to the directory.
 //
-// Written text lists a DACL's ACEs in canonical order (explicit deny, explicit allow,
-// inherited deny, inherited allow), flags and rights in table order. Parsing never
-// crashes on bad text: it throws kesh::BadDataException with the messages given below.
+// Written text grants what the descriptor grants, so that text read from an object and
+// written back changes no right:
+// - a code of gWellKnownRids is written only for a SID of the placeholder domain or of
+//   the domain the descriptor was read through (GetSD); the same relative ID in any
+//   other domain stays "S-1-..." text, since a code would be read as the object's domain;
+// - rights are codes only when codes cover every bit of the mask; otherwise the whole
+//   mask is written as a hexadecimal number ("0x100010").
+// A DACL's ACEs are listed in canonical order (explicit deny, explicit allow, inherited
+// deny, inherited allow), flags and rights in table order. Parsing never crashes on bad
+// text: it throws kesh::BadDataException with the messages given below.
 #ifndef ZONESMITH_SECURITY_SDDL_H_
 #define ZONESMITH_SECURITY_SDDL_H_
 
@@ -69,6 +76,17 @@ constexpr unsigned short SD_CONTROL = 32788;  // 0x8014
 using ACEList = std::vector<kesh::ACEntry>;
 using SDPtr = std::shared_ptr<kesh::SecurityDescriptor>;
 
+// A descriptor read from a directory object (GetSD), with the SID of the domain of the
+// binding it was read through; null when there was no such binding. SDToString names
+// that domain's principals by the codes of gWellKnownRids.
+class DirectorySecurityDescriptor : public kesh::SecurityDescriptor {
+ public:
+  explicit DirectorySecurityDescriptor(const kesh::SID& domain)
+      : kesh::SecurityDescriptor(SD_REVISION, SD_CONTROL), domain(domain) {}
+
+  const kesh::SID domain;
+};
+
 // Parses SDDL text. Owner, group and DACL are set only when their part is present.
 // Throws kesh::BadDataException on a bad SID, DACL flag or ACE (see ParseDacl, ParseAce).
 SDPtr ParseSddl(const std::string& text);
@@ -82,28 +100,41 @@ void ParseDacl(const std::string& text, SDPtr& sd);
 // An empty SID field gives a null SID.
 kesh::ACEntry ParseAce(const std::string& text);
 
-// The SDDL text of `sd`: owner, group, DACL with its ACEs in canonical order.
+// The SDDL text of `sd`: owner, group, DACL with its ACEs in canonical order. Codes of
+// gWellKnownRids are written for SIDs of the placeholder domain and, for a descriptor
+// read by GetSD, of the domain it was read through.
 std::string SDToString(SDPtr& sd);
-// The ACEs as "(...)" texts, in the order given.
-std::string ConvertAces(const ACEList& aces);
+// The same, with codes of gWellKnownRids also for SIDs of `domain` (none when null).
+std::string SDToString(SDPtr& sd, const kesh::SID& domain);
+// The ACEs as "(...)" texts, in the order given; SIDs as by SidToString with `domain`.
+std::string ConvertAces(const ACEList& aces, const kesh::SID& domain = kesh::SID());
+// The rights of an ACE: the codes of gAceRights in table order when they cover every bit
+// of `mask`, otherwise the whole mask as "0x" and lower-case hexadecimal digits. A mask
+// of 0 gives "".
+std::string RightsToString(uint32_t mask);
 // The ACEs of `dacl` in four groups: explicit deny, explicit allow, inherited deny,
 // inherited allow. Types 1 and 6 are deny; every other type counts as allow. The order
 // within a group is kept.
 std::array<ACEList, 4> CanonicalAceGroups(const kesh::ACList& dacl);
 
-// The code of a well-known SID or of a well-known relative ID, or, with `explain`, its
-// text. Other SIDs: the "S-1-..." text, or with `explain` the principal's name from the
-// directory (a group's cn or sAMAccountName, else userPrincipalName or sAMAccountName),
-// falling back to the SID text when the look-up fails. A null SID gives "".
-std::string SidToString(const kesh::SID& sid, bool explain);
+// The code of a well-known SID, or of a well-known relative ID in the placeholder domain
+// or in `domain` (when not null); with `explain`, its text. Other SIDs: the "S-1-..."
+// text, or with `explain` the principal's name from the directory (a group's cn or
+// sAMAccountName, else userPrincipalName or sAMAccountName), falling back to the SID text
+// when the look-up fails. A null SID gives "".
+std::string SidToString(const kesh::SID& sid, bool explain, const kesh::SID& domain = kesh::SID());
 // A SID from a code of gWellKnownSids, a code of gWellKnownRids (placeholder domain),
 // or "S-1-..." text. Throws kesh::BadDataException for anything else.
 kesh::SID SidFromString(const std::string& text);
 
-// The descriptor stored in the object's nTSecurityDescriptor. Throws
-// kesh::NotFoundException "Security Descriptor not present" when there is no value, and
-// kesh::BadDataException when the value is not a valid binary descriptor.
+// The descriptor stored in the object's nTSecurityDescriptor, as a
+// DirectorySecurityDescriptor that carries the domain SID of the binding of the object's
+// domain (null when the session holds no such binding). Throws kesh::NotFoundException
+// "Security Descriptor not present" when there is no value, and kesh::BadDataException
+// when the value is not a valid binary descriptor.
 SDPtr GetSD(kesh::ADObject& object);
+// The same, read as through a binding of `domain`.
+SDPtr GetSD(kesh::ADObject& object, const kesh::SID& domain);
 // Replaces the placeholder domain by the domain of the object's binding and stores the
 // binary descriptor in the object in memory (marked changed; nothing is written to the
 // directory). Throws kesh::NotFoundException when no binding holds the object's domain.

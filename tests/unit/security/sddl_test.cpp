@@ -55,6 +55,8 @@ const SddlCase kGoodSddl[] = {
     {"flags in table order", "D:(A;OICI;GR;;;WD)", "D:(A;CIOI;GR;;;WD)"},
     {"hex rights", "D:(A;;0x10;;;BA)", "D:(A;;RP;;;BA)"},
     {"hex rights, many bits", "D:(A;;0x000F01FF;;;DA)", "D:(A;;SDRCWDWOCCDCLCSWRPWPDTLOCR;;;DA)"},
+    {"rights without a code stay a number", "D:(A;;0x100000;;;WD)(A;;0x01000010;;;AU)",
+     "D:(A;;0x100000;;;WD)(A;;0x1000010;;;AU)"},
     {"every right", "D:(A;;CRLODTWPRPSWLCDCCCGAGXGWGRWOWDRCSD;;;WD)",
      "D:(A;;SDRCWDWOGRGWGXGACCDCLCSWRPWPDTLOCR;;;WD)"},
     {"every flag", "D:(A;FASAIDIONPOICI;GA;;;WD)", "D:(A;CIOINPIOIDSAFA;GA;;;WD)"},
@@ -72,7 +74,10 @@ const SddlCase kGoodSddl[] = {
      "D:(OA;CIIO;GR;;bf967aba-0de6-11d0-a285-00aa003049e2;AU)"},
     {"domain codes stay codes", "O:DAG:DUD:(A;;GA;;;EA)(A;;GR;;;LA)",
      "O:DAG:DUD:(A;;GA;;;EA)(A;;GR;;;LA)"},
-    {"domain SID with a well-known RID", "O:S-1-5-21-1-2-3-512G:S-1-5-21-1-2-3-513", "O:DAG:DU"},
+    {"a domain SID with a well-known RID stays a SID", "O:S-1-5-21-1-2-3-512G:S-1-5-21-1-2-3-513",
+     "O:S-1-5-21-1-2-3-512G:S-1-5-21-1-2-3-513"},
+    {"the placeholder domain's SID is a code", "O:S-1-5-21-0-0-0-512D:(A;;GA;;;S-1-5-21-0-0-0-519)",
+     "O:DAD:(A;;GA;;;EA)"},
     {"other domain SID as text", "O:S-1-5-21-1-2-3-1105", "O:S-1-5-21-1-2-3-1105"},
     {"well-known SID as text", "O:S-1-5-32-544G:S-1-5-18", "O:BAG:SY"},
     {"builtin alias is not a domain RID", "O:S-1-5-32-553", "O:S-1-5-32-553"},
@@ -200,7 +205,9 @@ const SidCase kSids[] = {
     {"PA", "S-1-5-21-0-0-0-520", "PA", "GP admins"},
     {"RS", "S-1-5-21-0-0-0-553", "RS", "Ras Servers"},
     {"SA", "S-1-5-21-0-0-0-518", "SA", "Schema Admins"},
-    {"S-1-5-21-11-22-33-519", "S-1-5-21-11-22-33-519", "EA", "Enterprise Admins"},
+    // A domain's SID is no code: with no directory to ask, the explanation is the SID.
+    {"S-1-5-21-11-22-33-519", "S-1-5-21-11-22-33-519", "S-1-5-21-11-22-33-519",
+     "S-1-5-21-11-22-33-519"},
     {"S-1-5-32-545", "S-1-5-32-545", "BU", "Users"},
 };
 
@@ -250,6 +257,128 @@ TEST(SddlTest, OtherSidsKeepTheirText) {
   EXPECT_EQ(SidFromString("S-1-5-21-1-2-3-1105"), sid);
 }
 
+// Codes of gWellKnownRids stand only for SIDs of the placeholder domain and of the domain
+// a descriptor is read through: a code is read back as the domain written to.
+TEST(SddlTest, DomainCodesOnlyForTheReadingDomain) {
+  const char kOwn[] = "S-1-5-21-100-200-300";
+  struct {
+    const char* sid;
+    const char* domain;  // "" for none
+    const char* text;
+  } cases[] = {
+      {"S-1-5-21-100-200-300-512", kOwn, "DA"},
+      {"S-1-5-21-100-200-300-500", kOwn, "LA"},
+      {"S-1-5-21-100-200-300-553", kOwn, "RS"},
+      {"S-1-5-21-100-200-300-1105", kOwn, "S-1-5-21-100-200-300-1105"},
+      {"S-1-5-21-1-2-3-512", kOwn, "S-1-5-21-1-2-3-512"},
+      {"S-1-5-21-1-2-3-519", kOwn, "S-1-5-21-1-2-3-519"},
+      {"S-1-5-21-100-200-300-512", "", "S-1-5-21-100-200-300-512"},
+      {"S-1-5-21-0-0-0-512", kOwn, "DA"},
+      {"S-1-5-21-0-0-0-513", "", "DU"},
+      {"S-1-5-21-0-0-0-1105", kOwn, "S-1-5-21-0-0-0-1105"},
+      {"S-1-5-32-544", kOwn, "BA"},
+      // A SID with the domain's numbers under another authority is not of the domain.
+      {"S-1-5-22-100-200-300-512", kOwn, "S-1-5-22-100-200-300-512"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.sid) + " read through " + c.domain);
+    kesh::SID domain = *c.domain ? kesh::SID(c.domain) : kesh::SID();
+    EXPECT_EQ(SidToString(kesh::SID(c.sid), false, domain), c.text);
+    // The text, written back to that domain, is the SID that the original becomes.
+    EXPECT_EQ(FixSid(SidFromString(c.text), domain), FixSid(kesh::SID(c.sid), domain));
+  }
+}
+
+// Rights are codes only when codes cover the whole mask; otherwise the whole mask in hex,
+// which reads back as the same mask.
+TEST(SddlTest, RightsKeepEveryBit) {
+  struct {
+    uint32_t mask;
+    const char* text;
+  } cases[] = {
+      {0, ""},
+      {0x10, "RP"},
+      {0xF01FF, "SDRCWDWOCCDCLCSWRPWPDTLOCR"},
+      {0xF0000000, "GRGWGXGA"},
+      {0x100000, "0x100000"},             // synchronize
+      {0x1000000, "0x1000000"},           // access system security
+      {0x100010, "0x100010"},             // a coded bit beside a code-less one
+      {0x200, "0x200"},                   // the bit above CR
+      {0xFFFFFFFF, "0xffffffff"},
+      {0xF01FF | 0x100000, "0x1f01ff"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(RightsToString(c.mask), c.text);
+    EXPECT_EQ(ParseAce(std::string("A;;") + c.text + ";;;WD").mask, c.mask);
+  }
+}
+
+// A descriptor written as text for the domain it was read through, parsed and fixed for
+// that domain again, is the same binary descriptor.
+TEST(SddlTest, TextOfADescriptorWritesBackTheSameBinary) {
+  const kesh::SID own("S-1-5-21-100-200-300");
+  auto ace = [](uint8_t type, uint8_t flags, uint32_t mask, const char* sid,
+                const char* objectType = nullptr) {
+    kesh::ACEntry ace;
+    ace.type = type;
+    ace.flags = flags;
+    ace.mask = mask;
+    ace.sid = kesh::SID(sid);
+    if (objectType) ace.setObjectType(kesh::Guid::fromRealMSString(objectType));
+    return ace;
+  };
+  struct Case {
+    const char* label;
+    const char* owner;
+    const char* group;
+    uint16_t daclFlags;
+    std::vector<kesh::ACEntry> aces;
+    const char* text;  // as written for `own`
+  };
+  const Case cases[] = {
+      {"own and foreign domain admins, code-less rights",
+       "S-1-5-21-100-200-300-512",
+       "S-1-5-21-1-2-3-512",
+       SDDL_DACL_PROTECTED | SDDL_DACL_AUTO_INHERITED,
+       {ace(1, 0, 0x1000000, "S-1-5-21-1-2-3-512"), ace(0, 0, 0xF01FF, "S-1-5-21-100-200-300-512"),
+        ace(0, 0, 0xF01FF, "S-1-5-21-1-2-3-512"), ace(0, 2, 0x100000, "S-1-1-0"),
+        ace(5, 2, 0x100, "S-1-5-21-1-2-3-519", kMemberAttr),
+        ace(0, 0x12, 0x120094, "S-1-5-21-100-200-300-1105")},
+       "O:DAG:S-1-5-21-1-2-3-512D:PAI(D;;0x1000000;;;S-1-5-21-1-2-3-512)(A;;"
+       "SDRCWDWOCCDCLCSWRPWPDTLOCR;;;DA)(A;;SDRCWDWOCCDCLCSWRPWPDTLOCR;;;S-1-5-21-1-2-3-512)"
+       "(A;CI;0x100000;;;WD)(OA;CI;CR;bf9679c0-0de6-11d0-a285-00aa003049e2;;S-1-5-21-1-2-3-519)"
+       "(A;CIID;0x120094;;;S-1-5-21-100-200-300-1105)"},
+      {"foreign owner, every mask bit",
+       "S-1-5-21-1-2-3-500",
+       "S-1-5-21-100-200-300-513",
+       0,
+       {ace(0, 0, 0xFFFFFFFF, "S-1-5-21-100-200-300-519")},
+       "O:S-1-5-21-1-2-3-500G:DUD:(A;;0xffffffff;;;EA)"},
+      {"no ACEs", "S-1-5-18", "S-1-5-32-544", SDDL_DACL_PROTECTED, {}, "O:SYG:BAD:P"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.label);
+    auto sd = std::make_shared<DirectorySecurityDescriptor>(own);
+    sd->control = kesh::SE_SELF_RELATIVE | kesh::SE_DACL_PRESENT | c.daclFlags;
+    sd->owner = kesh::SID(c.owner);
+    sd->group = kesh::SID(c.group);
+    sd->hasDacl = true;
+    sd->dacl.aces = c.aces;
+    kesh::NetBuf original;
+    sd->serialize(original);
+
+    SDPtr read = sd;
+    const std::string text = SDToString(read);
+    EXPECT_EQ(text, c.text);
+    SDPtr back = ParseSddl(text);
+    FixSD(back, own);
+    kesh::NetBuf written;
+    back->serialize(written);
+    EXPECT_EQ(written.data(), original.data());
+  }
+}
+
 // SDDL -> descriptor -> binary -> descriptor -> SDDL gives the canonical text back.
 TEST(SddlTest, BinaryRoundTrip) {
   for (const SddlCase& c : kGoodSddl) {
@@ -290,9 +419,10 @@ TEST(SddlTest, PlaceholderDomainIsReplacedByFixSD) {
   EXPECT_EQ(sd->dacl.aces[0].sid.toMSString(), "S-1-5-21-100-200-300-519");
   EXPECT_EQ(sd->dacl.aces[1].sid.toMSString(), "S-1-5-21-9-9-9-512");
   EXPECT_EQ(sd->dacl.aces[2].sid.toMSString(), "S-1-1-0");
-  // The codes read the same after the fix.
-  EXPECT_EQ(SDToString(sd),
-            "O:DAG:S-1-5-21-100-200-300-1234D:(A;;GA;;;EA)(A;;GR;;;DA)(A;;GR;;;WD)");
+  // Written for the same domain, the codes read the same after the fix; the other
+  // domain's SID stays a SID.
+  EXPECT_EQ(SDToString(sd, domain),
+            "O:DAG:S-1-5-21-100-200-300-1234D:(A;;GA;;;EA)(A;;GR;;;S-1-5-21-9-9-9-512)(A;;GR;;;WD)");
 
   // A null domain or SID changes nothing.
   EXPECT_EQ(FixSid(kesh::SID("S-1-5-21-0-0-0-512"), kesh::SID()).toMSString(),
@@ -314,10 +444,13 @@ TEST(SddlTest, SetSDStoresTheFixedBinaryDescriptor) {
   EXPECT_TRUE(attr->changed());
   ASSERT_EQ(attr->size(), 1u);
 
-  SDPtr back = GetSD(object);
+  SDPtr back = GetSD(object, kesh::SID("S-1-5-21-1-2-3"));
   EXPECT_EQ(back->owner.toMSString(), "S-1-5-21-1-2-3-512");
   EXPECT_EQ(back->dacl.aces.at(0).sid.toMSString(), "S-1-5-21-1-2-3-512");
   EXPECT_EQ(SDToString(back), "O:DAD:(A;;GA;;;DA)");
+  // Read with no binding of its domain, the domain's principals keep their SIDs.
+  back = GetSD(object);
+  EXPECT_EQ(SDToString(back), "O:S-1-5-21-1-2-3-512D:(A;;GA;;;S-1-5-21-1-2-3-512)");
 
   object[AD_NT_SECDESC] = "not a descriptor";
   EXPECT_NE(BadDataMessage([&] { GetSD(object); }), "no exception");
@@ -445,6 +578,24 @@ TEST_F(SddlDirectoryTest, SetSDPutsTheObjectsDomainInPlaceOfThePlaceholder) {
   EXPECT_EQ(sd->group.toMSString(), std::string(kDomainSid) + "-513");
   EXPECT_EQ(sd->dacl.aces.at(0).sid.toMSString(), std::string(kDomainSid) + "-519");
   EXPECT_EQ(sd->dacl.aces.at(1).sid.toMSString(), std::string(kDomainSid) + "-1101");
+}
+
+// The text of a stored descriptor names the binding's domain by codes and no other, and
+// keeps code-less rights; written back with SetSD it is the stored descriptor again.
+TEST_F(SddlDirectoryTest, ReadTextWritesBackTheStoredDescriptor) {
+  const std::string text =
+      "O:DAG:S-1-5-21-1-2-3-512D:AI(A;;0x1000000;;;S-1-5-21-1-2-3-512)(A;;GA;;;DA)"
+      "(A;CI;0x100000;;;WD)(OA;;CR;" +
+      std::string(kMemberAttr) + ";;S-1-5-21-1-2-3-519)";
+  AddUnit(text);
+  kesh::ADObject unit = binding_->binding->fetch(kUnit, nullptr, AD_ALL_OBJECTS, 0);
+  const std::string stored = unit[AD_NT_SECDESC].values().at(0);
+  SDPtr sd = GetSD(unit);
+  ASSERT_EQ(sd->owner.toMSString(), std::string(kDomainSid) + "-512");
+  const std::string read = SDToString(sd);
+  EXPECT_EQ(read, text);
+  SetSD(unit, ParseSddl(read));
+  EXPECT_EQ(unit[AD_NT_SECDESC].values().at(0), stored);
 }
 
 TEST_F(SddlDirectoryTest, SidToStringExplainsByTheDirectory) {
