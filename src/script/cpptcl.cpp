@@ -2,25 +2,123 @@
 
 #include <pthread.h>
 
+#include <optional>
+#include <set>
+
 namespace Tcl {
 
 namespace {
 
 using CallbackMap = std::map<std::string, std::shared_ptr<details::callback_base>>;
-using PolicyMap = std::map<std::string, policies>;
 using SyntaxMap = std::map<std::string, std::string>;
 using ClassMap = std::map<std::string, std::shared_ptr<details::class_handler_base>>;
 
-// The five tables, per interpreter. Process-wide by design: the one Tcl entry finds every
-// command through them.
-std::map<Tcl_Interp*, CallbackMap> callbacks;
-std::map<Tcl_Interp*, PolicyMap> call_policies;
+// One definition of a command: the client data of its Tcl command. Tcl owns it through the
+// command: the delete procedure hands it to Tcl_EventuallyFree, so a call in progress
+// (which preserves it) keeps it until the call returns.
+struct CommandRecord {
+  CommandRecord(Tcl_Interp* in, std::string word, std::shared_ptr<details::callback_base> cb,
+                policies pols, std::optional<std::string> usageLine)
+      : interp(in),
+        name(std::move(word)),
+        callback(std::move(cb)),
+        pol(std::move(pols)),
+        usage(std::move(usageLine)) {}
+
+  Tcl_Interp* const interp;
+  // The word it was defined under; Tcl may call it by other names.
+  const std::string name;
+  const std::shared_ptr<details::callback_base> callback;
+  const policies pol;
+  std::optional<std::string> usage;
+  Tcl_Command token = nullptr;
+};
+
+// The process-wide tables, per interpreter: the live records (so that clear_definitions
+// finds every command of this layer under whatever name it now has), the usage lines by
+// defined name (set_syntax may come before def), and the class side.
+std::map<Tcl_Interp*, std::set<CommandRecord*>> records;
 std::map<Tcl_Interp*, SyntaxMap> syntax;
 std::map<Tcl_Interp*, CallbackMap> constructors;
 std::map<Tcl_Interp*, ClassMap> class_handlers;
 
 void SetResultText(Tcl_Interp* interp, const std::string& text) {
   Tcl_SetObjResult(interp, Tcl_NewStringObj(text.data(), static_cast<int>(text.size())));
+}
+
+void FreeRecord(char* data) { delete reinterpret_cast<CommandRecord*>(data); }
+
+// The delete procedure of every command of this layer: called when the command is deleted
+// or replaced, and for each command when its interpreter is deleted.
+void DeleteRecord(ClientData data) {
+  auto* record = static_cast<CommandRecord*>(data);
+  Tcl_Interp* interp = record->interp;
+  auto live = records.find(interp);
+  if (live != records.end()) {
+    live->second.erase(record);
+    if (live->second.empty()) {
+      records.erase(live);
+      // The last command of a dying interpreter takes the rest of its tables along.
+      if (Tcl_InterpDeleted(interp)) {
+        syntax.erase(interp);
+        constructors.erase(interp);
+        class_handlers.erase(interp);
+      }
+    }
+  }
+  Tcl_EventuallyFree(record, FreeRecord);
+}
+
+// Defines the command `name` of `interp` with a record of its own.
+void CreateCommand(Tcl_Interp* interp, const std::string& name,
+                   std::shared_ptr<details::callback_base> cb, const policies& pol) {
+  std::optional<std::string> usage;
+  auto usages = syntax.find(interp);
+  if (usages != syntax.end()) {
+    auto line = usages->second.find(name);
+    if (line != usages->second.end()) usage = line->second;
+  }
+  auto record = std::make_unique<CommandRecord>(interp, name, std::move(cb), pol, std::move(usage));
+  // A command already defined under this name is deleted first, through its own delete
+  // procedure.
+  record->token = Tcl_CreateObjCommand(interp, name.c_str(), details::callback_handler,
+                                       record.get(), DeleteRecord);
+  records[interp].insert(record.release());
+}
+
+// Keeps a record alive (Tcl_Preserve) for the length of a call.
+class PreservedRecord {
+ public:
+  explicit PreservedRecord(CommandRecord* record) : record_(record) { Tcl_Preserve(record_); }
+  ~PreservedRecord() { Tcl_Release(record_); }
+  PreservedRecord(const PreservedRecord&) = delete;
+  PreservedRecord& operator=(const PreservedRecord&) = delete;
+
+ private:
+  CommandRecord* const record_;
+};
+
+// Ends a failed call with `message` as the result. For a command whose words may hold a
+// password the error information is set here, naming the command word only, which stops Tcl
+// from appending the command's text to it.
+int Fail(Tcl_Interp* interp, const CommandRecord& record, Tcl_Obj* word,
+         const std::string& message) {
+  SetResultText(interp, message);
+  if (!record.pol.isSecret()) return TCL_ERROR;
+  const std::string masked = std::string(Tcl_GetString(word)) + " ...";
+  const std::string info = message + "\n    while executing\n\"" + masked + "\"";
+  Tcl_Obj* options = Tcl_NewDictObj();
+  Tcl_DictObjPut(nullptr, options, Tcl_NewStringObj("-code", -1), Tcl_NewIntObj(TCL_ERROR));
+  Tcl_DictObjPut(nullptr, options, Tcl_NewStringObj("-level", -1), Tcl_NewIntObj(0));
+  Tcl_DictObjPut(nullptr, options, Tcl_NewStringObj("-errorinfo", -1),
+                 Tcl_NewStringObj(info.data(), static_cast<int>(info.size())));
+  // The error stack starts afresh with this call, words masked: since Tcl logs nothing for
+  // it, it would otherwise keep the stack of an earlier error, words and all.
+  Tcl_Obj* inner[] = {Tcl_NewStringObj("INNER", -1),
+                      Tcl_NewStringObj(masked.data(), static_cast<int>(masked.size()))};
+  Tcl_DictObjPut(nullptr, options, Tcl_NewStringObj("-errorstack", -1), Tcl_NewListObj(2, inner));
+  // Tcl_SetReturnOptions takes and drops its own reference to `options`.
+  return Tcl_SetReturnOptions(interp, options);
 }
 
 // The per-thread record that holds the current interpreter. It is made on first use and
@@ -76,9 +174,15 @@ policies& policies::variadic() {
   return *this;
 }
 
+policies& policies::secret() {
+  secret_ = true;
+  return *this;
+}
+
 policies factory(const std::string& name) { return policies().factory(name); }
 policies sink(int index) { return policies().sink(index); }
 policies variadic() { return policies().variadic(); }
+policies secret() { return policies().secret(); }
 
 // --- object --------------------------------------------------------------------------------
 
@@ -336,56 +440,35 @@ void set_current(Tcl_Interp* interp) { interpreter::SetCurrentInterp(interp); }
 // for plain functions.
 static void post_process_policies(Tcl_Interp*, const policies&, Tcl_Obj* const[], bool) {}
 
-int callback_handler(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
-  auto byInterp = callbacks.find(interp);
-  if (byInterp == callbacks.end()) {
-    SetResultText(interp, "Trying to invoke non-existent callback (wrong interpreter?)");
-    return TCL_ERROR;
-  }
-  const std::string name = Tcl_GetString(objv[0]);
-  auto callback = byInterp->second.find(name);
-  if (callback == byInterp->second.end()) {
+int callback_handler(ClientData clientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]) {
+  auto* record = static_cast<CommandRecord*>(clientData);
+  if (record == nullptr) {
     SetResultText(interp, "Trying to invoke non-existent callback (wrong cmd name?)");
     return TCL_ERROR;
   }
-  auto policiesByInterp = call_policies.find(interp);
-  if (policiesByInterp == call_policies.end()) {
-    SetResultText(interp, "Trying to invoke callback with no known policies");
+  if (record->interp != interp) {
+    SetResultText(interp, "Trying to invoke non-existent callback (wrong interpreter?)");
     return TCL_ERROR;
   }
-  auto pol = policiesByInterp->second.find(name);
-  if (pol == policiesByInterp->second.end()) {
-    SetResultText(interp, "Trying to invoke callback with no known policies");
-    return TCL_ERROR;
-  }
-
+  // A command may delete or redefine itself while it runs.
+  PreservedRecord hold(record);
+  std::string message;
   try {
-    // Hold the callback: a command may redefine itself while it runs.
-    std::shared_ptr<callback_base> cb = callback->second;
-    const policies pols = pol->second;
-    cb->invoke(interp, objc, objv, pols);
-    post_process_policies(interp, pols, objv, false);
+    record->callback->invoke(interp, objc, objv, record->pol);
+    post_process_policies(interp, record->pol, objv, false);
+    return TCL_OK;
   } catch (const tcl_syntax_error& e) {
-    if (e.what()[0] != '\0') {
-      SetResultText(interp, e.what());
-    } else {
-      std::string text = "wrong # args";
-      auto usages = syntax.find(interp);
-      if (usages != syntax.end()) {
-        auto usage = usages->second.find(name);
-        if (usage != usages->second.end()) text += ": should be " + usage->second;
-      }
-      SetResultText(interp, text);
+    message = e.what();
+    if (message.empty()) {
+      message = "wrong # args";
+      if (record->usage) message += ": should be " + *record->usage;
     }
-    return TCL_ERROR;
   } catch (const std::exception& e) {
-    SetResultText(interp, e.what());
-    return TCL_ERROR;
+    message = e.what();
   } catch (...) {
-    SetResultText(interp, "Unknown error.");
-    return TCL_ERROR;
+    message = "Unknown error.";
   }
-  return TCL_OK;
+  return Fail(interp, *record, objv[0], message);
 }
 
 }  // namespace details
@@ -405,13 +488,16 @@ interpreter::~interpreter() {
 
 void interpreter::add_function(const std::string& name, std::shared_ptr<details::callback_base> cb,
                                const policies& pol) {
-  Tcl_CreateObjCommand(interp_, name.c_str(), details::callback_handler, nullptr, nullptr);
-  callbacks[interp_][name] = std::move(cb);
-  call_policies[interp_][name] = pol;
+  CreateCommand(interp_, name, std::move(cb), pol);
 }
 
 void interpreter::set_syntax(const std::string& name, const std::string& usage) {
   syntax[interp_][name] = usage;
+  auto live = records.find(interp_);
+  if (live == records.end()) return;
+  for (CommandRecord* record : live->second) {
+    if (record->name == name) record->usage = usage;
+  }
 }
 
 void interpreter::add_class(const std::string& name,
@@ -421,10 +507,8 @@ void interpreter::add_class(const std::string& name,
 
 void interpreter::add_constructor(const std::string& name,
                                   std::shared_ptr<details::callback_base> cb, const policies& pol) {
-  Tcl_CreateObjCommand(interp_, name.c_str(), details::callback_handler, nullptr, nullptr);
   constructors[interp_][name] = cb;
-  callbacks[interp_][name] = std::move(cb);
-  call_policies[interp_][name] = pol;
+  CreateCommand(interp_, name, std::move(cb), pol);
 }
 
 std::string interpreter::eval(const std::string& script) {
@@ -456,15 +540,16 @@ void interpreter::make_safe() {
 }
 
 void interpreter::clear_definitions(Tcl_Interp* interp) {
-  auto byInterp = callbacks.find(interp);
-  if (byInterp != callbacks.end()) {
-    if (!Tcl_InterpDeleted(interp)) {
-      for (const auto& entry : byInterp->second) Tcl_DeleteCommand(interp, entry.first.c_str());
-    }
-    callbacks.erase(byInterp);
+  auto live = records.find(interp);
+  // While the interpreter is deleted, Tcl deletes its commands and so frees their records.
+  if (live != records.end() && !Tcl_InterpDeleted(interp)) {
+    std::vector<Tcl_Command> tokens;
+    for (const CommandRecord* record : live->second) tokens.push_back(record->token);
+    // Each deletion runs DeleteRecord, which takes the record out of the table.
+    for (Tcl_Command token : tokens) Tcl_DeleteCommandFromToken(interp, token);
   }
+  syntax.erase(interp);
   constructors.erase(interp);
-  call_policies.erase(interp);
   class_handlers.erase(interp);
 }
 

@@ -1,12 +1,15 @@
 // The script binding layer: plain C++ functions as Tcl commands.
 //
 // A function is defined under a command name with Tcl::interpreter::def. All commands of
-// all interpreters go through one Tcl entry, which finds the function by interpreter and
-// command word in process-wide tables, converts the words to the function's argument types,
-// makes the calling interpreter the current one of the thread, calls the function and sets
-// its return value as the Tcl result. An exception thrown by the function becomes a Tcl
-// error: the empty Tcl::tcl_syntax_error becomes "wrong # args: should be <usage>", any
-// other std::exception its what() text.
+// all interpreters go through one Tcl entry. Each definition is a record (function,
+// policies, usage line) handed to Tcl as the command's client data, so the command works
+// under any name Tcl gives it: qualified, renamed, reached through an alias. The record
+// lives as long as the Tcl command: deleting the command, or its interpreter, frees it.
+// The entry converts the words to the function's argument types, makes the calling
+// interpreter the current one of the thread, calls the function and sets its return value
+// as the Tcl result. An exception thrown by the function becomes a Tcl error: the empty
+// Tcl::tcl_syntax_error becomes "wrong # args: should be <usage>", any other std::exception
+// its what() text.
 //
 // Argument shapes:
 //   - fixed: each parameter takes one word; too few words is a syntax error, surplus words
@@ -14,8 +17,12 @@
 //   - variadic (policy Tcl::variadic()): a last parameter of type `const Tcl::object&`
 //     receives a list object of all remaining words, possibly empty.
 //
-// The tables are written when commands are defined and only read afterwards; they have no
-// lock. The current interpreter is kept per thread.
+// A command with the policy Tcl::secret() takes a password among its words: when it fails,
+// its error information names the command but none of its words.
+//
+// The process-wide tables (the live records and the usage lines per interpreter, the class
+// side) are written when commands are defined or deleted; they have no lock. The current
+// interpreter is kept per thread.
 #ifndef ZONESMITH_SCRIPT_CPPTCL_H_
 #define ZONESMITH_SCRIPT_CPPTCL_H_
 
@@ -49,8 +56,8 @@ class tcl_syntax_error : public std::runtime_error {
   explicit tcl_syntax_error(const std::string& message);
 };
 
-// How a command treats its words. Only `variadic` changes what the commands of this system
-// see; factory and sinks belong to the class side.
+// How a command treats its words. `variadic` changes what the function sees, `secret` what
+// a failure leaves in the error information; factory and sinks belong to the class side.
 class policies {
  public:
   policies() = default;
@@ -58,20 +65,28 @@ class policies {
   policies& factory(const std::string& name);
   policies& sink(int index);
   policies& variadic();
+  policies& secret();
 
   const std::string& factoryName() const { return factory_; }
   const std::vector<int>& sinks() const { return sinks_; }
   bool isVariadic() const { return variadic_; }
+  bool isSecret() const { return secret_; }
 
  private:
   std::string factory_;
   std::vector<int> sinks_;
   bool variadic_ = false;
+  bool secret_ = false;
 };
 
 policies factory(const std::string& name);
 policies sink(int index);
 policies variadic();
+// The words of the command may hold a password: a failure sets the error information
+// itself, as "<message>\n    while executing\n\"<command word> ...\"", so that Tcl does not
+// append the command's text, and the error stack of the options names no word either. The
+// error message (the result) is unchanged.
+policies secret();
 
 class interpreter;
 
@@ -169,7 +184,10 @@ class class_handler_base {
   std::map<std::string, policies> policies_;
 };
 
-// The Tcl entry of every command defined through this layer.
+// The Tcl entry of every command defined through this layer. `clientData` is the record of
+// the definition; the command word objv[0] plays no part in finding it. A null record
+// answers "Trying to invoke non-existent callback (wrong cmd name?)", a record of another
+// interpreter "Trying to invoke non-existent callback (wrong interpreter?)".
 int callback_handler(ClientData clientData, Tcl_Interp* interp, int objc, Tcl_Obj* const objv[]);
 
 // Throws the empty tcl_syntax_error when fewer than `required` words (the command word
@@ -300,13 +318,16 @@ class interpreter {
   Tcl_Interp* get() const { return interp_; }
 
   // Defines `f` as the command `name`; a repeated name replaces the former definition.
+  // The command keeps the usage line set for `name` at that time (set_syntax) and answers
+  // with it under whatever name it is called.
   template <typename R, typename... A>
   void def(const std::string& name, R (*f)(A...), const policies& pol = policies()) {
     add_function(name, std::make_shared<details::callback<R, A...>>(f), pol);
   }
   void add_function(const std::string& name, std::shared_ptr<details::callback_base> cb,
                     const policies& pol = policies());
-  // The usage line that a syntax error of `name` reports.
+  // The usage line that a syntax error of `name` reports: of the command defined under
+  // `name` now, and of those defined under it later.
   void set_syntax(const std::string& name, const std::string& usage);
 
   // Class side: no command of the system uses it.
@@ -321,8 +342,10 @@ class interpreter {
   void create_alias(const std::string& cmd, interpreter& target, const std::string& targetCmd);
   void make_safe();
 
-  // Deletes the commands defined for `interp` through this layer and forgets their
-  // callbacks, policies, constructors and class handlers.
+  // Deletes the commands defined for `interp` through this layer, under whatever names they
+  // now have, which frees their records, and forgets its constructors and class handlers.
+  // During the interpreter's own deletion Tcl deletes the commands; only the tables are
+  // dropped here.
   static void clear_definitions(Tcl_Interp* interp);
 
   // The interpreter whose command runs on this thread. It is set on each call of a command

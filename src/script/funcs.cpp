@@ -35,19 +35,21 @@ namespace {
 using Definer = std::function<void(Tcl::interpreter& interp, const std::string& word,
                                    const std::string& command)>;
 
-// A handler whose words each convert to one parameter.
+// A handler whose words each convert to one parameter. `pol` adds policies such as
+// Tcl::secret() for a command that takes a password.
 template <typename R, typename... A>
-Definer Fixed(R (*f)(A...)) {
-  return [f](Tcl::interpreter& interp, const std::string& word, const std::string&) {
-    interp.def(word, f);
+Definer Fixed(R (*f)(A...), const Tcl::policies& pol = Tcl::policies()) {
+  return [f, pol](Tcl::interpreter& interp, const std::string& word, const std::string&) {
+    interp.def(word, f, pol);
   };
 }
 
 // A handler whose last parameter, a `const Tcl::object&`, receives the remaining words as a list.
 template <typename R, typename... A>
-Definer Variadic(R (*f)(A...)) {
-  return [f](Tcl::interpreter& interp, const std::string& word, const std::string&) {
-    interp.def(word, f, Tcl::variadic());
+Definer Variadic(R (*f)(A...), const Tcl::policies& pol = Tcl::policies()) {
+  return [f, pol](Tcl::interpreter& interp, const std::string& word, const std::string&) {
+    Tcl::policies variadic = pol;
+    interp.def(word, f, variadic.variadic());
   };
 }
 
@@ -90,7 +92,7 @@ const std::vector<Row>& Table() {
     {"help", "h", "command_pattern", "", Fixed(FuncHelp)},
     {"quit", "q", "", "", Fixed(Quit)},
     {"set_ldap_timeout", "", "<timeout in seconds>", "Sets the LDAP timeout for new bindings, default is 5 minutes.\n", Fixed(SetTimeout)},
-    {"bind", "", "[-gc] [-write] [-machine] <[server@]domain> [<user> [<password>]]", "Creates an AD binding to the specified domain.\nIf no user or password supplied then current Kerberos credentials are used.\nIf a user name is supplied then password will be prompted.\n", Variadic(FuncBind)},
+    {"bind", "", "[-gc] [-write] [-machine] <[server@]domain> [<user> [<password>]]", "Creates an AD binding to the specified domain.\nIf no user or password supplied then current Kerberos credentials are used.\nIf a user name is supplied then password will be prompted.\n", Variadic(FuncBind, Tcl::secret())},
     {"cache", "", "[-memory] [-file <name>] [-keep] on | off | clear", "", Variadic(CacheControl)},
     {"get_bind_info", "gbi", "<domain> forest|server|sid|domain_level|forest_level", "Returns information about the binding to the specified domain.\n", Fixed(BindInfo)},
     {"show", "", "all|bind|zone|user|localuser|assignment|object|group|localgroup|pamright|qvcommand|nismap|role|computer|rse|rscommand", "", Variadic(Show)},
@@ -214,7 +216,7 @@ const std::vector<Row>& Table() {
     {"get_qvc_field", "gqvcf", "<field>", "Returns a field of the current command right. Fields:\nname cmd form qvdo_runas qvsh_runas pri umask keep del path add flags description dn createTime modifyTime\n", NotAvailable(1)},
     {"get_qv_commands", "gqvc", "", "Returns a list of the command rights of the current zone.\n", NotAvailable(0)},
     {"new_qv_command", "newqvc", "<command>", "Creates a new command right and makes it current; save_qv_command writes it.\n", NotAvailable(1)},
-    {"set_user_password", "sup", "<user upn> <password>", "Sets user password.\n", Fixed(SetUserPassword)},
+    {"set_user_password", "sup", "<user upn> <password>", "Sets user password.\n", Fixed(SetUserPassword, Tcl::secret())},
     {"joined_user_in_group", "jug", "<user upn> <group upn>", "Tests to see if user in specified group.\n", NotAvailable(2)},
     {"get_group_members", "ggm", "[-ad|-upn] <group upn>", "Returns a list of group members\n-ad: returns DN of the members without expanding the membership if members is a group\nno -ad: expand the group membership recursively\n-upn: returns <UPN> (if -upn is specified)/<SAM>@<DOMAIN> .\n", Variadic(GetGroupMembers)},
     {"joined_get_user_membership", "jgum", "<user upn>", "Returns a list of groups the user belongs to.\n", NotAvailable(1)},

@@ -9,7 +9,8 @@
 // entry and usage line (AddCommand), then the handler under the name and under the alias.
 // `bind`, `cache` and `show` are defined under their name only; `get_zone_computers` also
 // under "getzc". Rows with an empty alias define the empty-named command, so the last of
-// them, `pop`, is what the empty word runs.
+// them, `pop`, is what the empty word runs. `bind` and `set_user_password` (name and alias)
+// take passwords and are defined with Tcl::secret(): their failures echo none of their words.
 // REQUIRES: the interpreter is current and has a session.
 void LoadFuncs();
 

@@ -47,7 +47,7 @@ class BindingTest : public ::testing::Test {
     interp.def("nothing", Nothing);
     interp.def("baddata", RaiseBadData);
     interp.def("notfound", RaiseNotFound);
-    interp.def("unknown", RaiseUnknown);
+    interp.def("strange", RaiseUnknown);
     interp.def("syntax", RaiseSyntax);
     interp.set_syntax("syntax", "-on|-off");
     interp.def("syntaxtext", RaiseSyntaxText);
@@ -88,7 +88,7 @@ TEST_F(BindingTest, WordsResultsAndErrors) {
       // Exceptions: what() alone, whatever the class; anything else is unknown.
       {"baddata", TCL_ERROR, "bad data 42"},
       {"notfound", TCL_ERROR, "Pam app not found"},
-      {"unknown", TCL_ERROR, "Unknown error."},
+      {"strange", TCL_ERROR, "Unknown error."},
       {"syntax", TCL_ERROR, "wrong # args: should be -on|-off"},
       {"syntaxtext", TCL_ERROR, "use it like this"},
       // Variadic: the words after the fixed ones, as one list, possibly empty.
@@ -138,36 +138,138 @@ TEST_F(BindingTest, TheSyntaxCheckComesBeforeTheInterpreterIsSet) {
   EXPECT_EQ(session_.interp(), Tcl::interpreter::GetCurrentInterp());
 }
 
+TEST_F(BindingTest, ACommandAnswersUnderEveryNameTclGivesIt) {
+  ASSERT_EQ(TCL_OK, session_.Eval("interp create grandchild"));
+  // Run in order in one interpreter: each name is made just before it is used.
+  const Case cases[] = {
+      {"::join2 a b", TCL_OK, "a|b"},
+      {"::join2 a", TCL_ERROR, "wrong # args: should be <a> <b>"},
+      {"namespace eval ns { join2 a b }", TCL_OK, "a|b"},
+      {"namespace eval ns { join2 }", TCL_ERROR, "wrong # args: should be <a> <b>"},
+      {"interp alias {} viaAlias {} ::join2 x", TCL_OK, "viaAlias"},
+      {"viaAlias y", TCL_OK, "x|y"},
+      {"interp alias {} bareAlias {} join2", TCL_OK, "bareAlias"},
+      {"bareAlias", TCL_ERROR, "wrong # args: should be <a> <b>"},
+      {"rename join2 moved", TCL_OK, ""},
+      {"moved a b", TCL_OK, "a|b"},
+      {"moved a", TCL_ERROR, "wrong # args: should be <a> <b>"},
+      {"join2 a b", TCL_ERROR, "invalid command name \"join2\""},
+      // A child interpreter reaches the command of its parent through an alias.
+      {"interp alias grandchild fromChild {} moved", TCL_OK, "fromChild"},
+      {"grandchild eval { fromChild p q }", TCL_OK, "p|q"},
+      {"grandchild eval { fromChild p }", TCL_ERROR, "wrong # args: should be <a> <b>"},
+      // A variadic command under a new name still gets its words as one list.
+      {"rename words w", TCL_OK, ""},
+      {"namespace eval ns { ::w a b c }", TCL_OK, "a 2 b c"},
+      {"w", TCL_ERROR, "wrong # args: should be <first> [<more>...]"},
+  };
+  for (const Case& c : cases) {
+    std::string result;
+    EXPECT_EQ(c.code, session_.Eval(c.script, &result)) << c.script;
+    EXPECT_EQ(c.result, result) << c.script;
+  }
+}
+
 TEST_F(BindingTest, LookupFailuresOfTheEntry) {
-  Tcl_Obj* word = Tcl_NewStringObj("nosuch", -1);
+  Tcl_Obj* word = Tcl_NewStringObj("join2", -1);
   Tcl_IncrRefCount(word);
   Tcl_Obj* const objv[] = {word};
   EXPECT_EQ(TCL_ERROR, Tcl::details::callback_handler(nullptr, session_.interp(), 1, objv));
   EXPECT_STREQ("Trying to invoke non-existent callback (wrong cmd name?)",
                Tcl_GetStringResult(session_.interp()));
 
-  // An interpreter with no definitions; its address may be that of one deleted earlier,
-  // whose entries the tables keep, so drop them first.
-  Tcl_Interp* stranger = Tcl_CreateInterp();
-  Tcl::interpreter::clear_definitions(stranger);
-  EXPECT_EQ(TCL_ERROR, Tcl::details::callback_handler(nullptr, stranger, 1, objv));
+  // The definition of one interpreter's command, called for another interpreter.
+  Tcl_CmdInfo info;
+  ASSERT_TRUE(Tcl_GetCommandInfo(session_.interp(), "join2", &info));
+  TclSession other;
+  EXPECT_EQ(TCL_ERROR, Tcl::details::callback_handler(info.objClientData, other.interp(), 1, objv));
   EXPECT_STREQ("Trying to invoke non-existent callback (wrong interpreter?)",
-               Tcl_GetStringResult(stranger));
-  Tcl_DeleteInterp(stranger);
+               Tcl_GetStringResult(other.interp()));
   Tcl_DecrRefCount(word);
 }
 
-TEST_F(BindingTest, AnOwningInterpreterRemovesItsDefinitions) {
-  Tcl_Interp* raw = nullptr;
+// A function object that counts its live instances, to see when definitions are freed.
+int liveProbes = 0;
+class Probe : public Tcl::details::callback_base {
+ public:
+  // With `script` set, a call evaluates it first, then fails with a syntax error.
+  explicit Probe(std::string script = "") : script_(std::move(script)) { ++liveProbes; }
+  ~Probe() override { --liveProbes; }
+  void invoke(Tcl_Interp* interp, int, Tcl_Obj* const[], const Tcl::policies&) override {
+    if (script_.empty()) return Tcl::details::set_result(interp, std::string("probe"));
+    if (Tcl_Eval(interp, script_.c_str()) != TCL_OK) throw Tcl::tcl_error(interp);
+    throw Tcl::tcl_syntax_error();
+  }
+
+ private:
+  const std::string script_;
+};
+
+TEST_F(BindingTest, DeletingACommandOrItsInterpreterFreesItsDefinition) {
+  liveProbes = 0;
+  Tcl::interpreter interp(session_.interp(), false);
+  interp.add_function("p1", std::make_shared<Probe>());
+  interp.add_function("p2", std::make_shared<Probe>());
+  ASSERT_EQ(2, liveProbes);
+  ASSERT_EQ(TCL_OK, session_.Eval("rename p1 {}"));
+  EXPECT_EQ(1, liveProbes);
+  std::string result;
+  EXPECT_EQ(TCL_ERROR, session_.Eval("p1", &result));
+  EXPECT_EQ("invalid command name \"p1\"", result);
+
+  // Redefining a name frees the former definition.
+  interp.add_function("p2", std::make_shared<Probe>());
+  EXPECT_EQ(1, liveProbes);
+
+  // A command that deletes itself while it runs still answers, with its own usage.
+  interp.add_function("suicide", std::make_shared<Probe>("rename suicide {}"));
+  interp.set_syntax("suicide", "<last words>");
+  EXPECT_EQ(2, liveProbes);
+  EXPECT_EQ(TCL_ERROR, session_.Eval("suicide", &result));
+  EXPECT_EQ("wrong # args: should be <last words>", result);
+  EXPECT_EQ(1, liveProbes);
+
+  // Deleting the interpreter frees the definitions of all its commands, renamed ones too.
   {
-    Tcl::interpreter owned;
-    raw = owned.get();
-    owned.def("join2", Join);
-    ASSERT_EQ(TCL_OK, Tcl_Eval(raw, "join2 a b"));
-    Tcl::interpreter::clear_definitions(raw);
-    // The command is gone from Tcl and from the tables.
-    EXPECT_EQ(TCL_ERROR, Tcl_Eval(raw, "join2 a b"));
-    EXPECT_STREQ("invalid command name \"join2\"", Tcl_GetStringResult(raw));
+    TclSession doomed;
+    Tcl::interpreter(doomed.interp(), false).add_function("p3", std::make_shared<Probe>());
+    ASSERT_EQ(TCL_OK, doomed.Eval("rename p3 ::elsewhere"));
+    EXPECT_EQ(2, liveProbes);
+  }
+  EXPECT_EQ(1, liveProbes);
+}
+
+TEST_F(BindingTest, ASecretCommandNamesNoWordInTheErrorInformation) {
+  Tcl::interpreter interp(session_.interp(), false);
+  interp.def("login", RaiseBadData, Tcl::secret());
+  interp.def("login2", Join, Tcl::secret());
+  interp.set_syntax("login2", "<user> <password>");
+  ASSERT_EQ(TCL_OK, session_.Eval("proc p {} { login alice S3cret }"));
+  struct Secret {
+    const char* script;
+    const char* errorInfo;
+  };
+  const Secret cases[] = {
+      {"login alice S3cret", "bad data 42\n    while executing\n\"login ...\""},
+      {"p", "bad data 42\n    while executing\n\"login ...\"\n    (procedure \"p\" line 1)\n"
+            "    invoked from within\n\"p\""},
+      {"login2 S3cret", "wrong # args: should be <user> <password>\n    while executing\n"
+                        "\"login2 ...\""},
+      // The contrast: a command that is not secret is logged by Tcl, words and all.
+      {"baddata S3cret", "bad data 42\n    while executing\n\"baddata S3cret\""},
+  };
+  for (const Secret& c : cases) {
+    const std::string script = std::string("catch {") + c.script + "} m o; list $::errorInfo $o";
+    ASSERT_EQ(TCL_OK, session_.Eval(script)) << c.script;
+    Tcl_Obj* pair = Tcl_GetObjResult(session_.interp());
+    Tcl_Obj* errorInfo = nullptr;
+    Tcl_Obj* options = nullptr;
+    Tcl_ListObjIndex(nullptr, pair, 0, &errorInfo);
+    Tcl_ListObjIndex(nullptr, pair, 1, &options);
+    EXPECT_STREQ(c.errorInfo, Tcl_GetString(errorInfo)) << c.script;
+    const bool secret = std::string(c.script).rfind("baddata", 0) != 0;
+    EXPECT_EQ(secret, std::string(Tcl_GetString(options)).find("S3cret") == std::string::npos)
+        << c.script;
   }
 }
 
