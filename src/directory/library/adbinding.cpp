@@ -2,10 +2,20 @@
 
 #include "directory/library/constants.h"
 #include "directory/library/dn.h"
+#include "directory/library/exceptions.h"
 
 namespace kesh {
 
 const std::shared_ptr<void> EMPTY_CBDATA;
+
+std::string OperationLabel(const char* operation, const std::string& dn) {
+  return std::string(operation) + " " + (dn.empty() ? std::string("root DSE") : dn);
+}
+
+void RaiseForOperation(const LDAPException& e, const char* operation, const std::string& dn) {
+  std::string message = FormatMessage("%s: %s", OperationLabel(operation, dn).c_str(), e.what());
+  throw LDAPException(e.file().c_str(), e.line(), message, e.className().c_str(), e.rc());
+}
 
 PagedObjectList::PagedObjectList() = default;
 

@@ -18,8 +18,16 @@
 // add and update never send AD_DN or "_objectCategory".
 //
 // Errors: every failed operation throws LDAPException with the LDAP result code as rc()
-// and the server's diagnostic text in the message. A lost connection makes connected()
-// answer false until connect() succeeds.
+// and a text that names the operation and the DN before the result's text and the
+// server's diagnostic: "<operation> <DN>: <result text>[: <diagnostic>]", for example
+// "search CN=x,DC=example,DC=test: No such object: ...". The operations are named as
+// the protocol names them: search (fetch, search, getAttributeValues), add, modify
+// (update), rename, move, delete (remove); the root DSE is "search root DSE". A lost
+// connection makes connected() answer false until connect() succeeds.
+//
+// Timeouts: every read and write waits for the server at most the binding's search
+// timeout (setSearchTimeout), connecting at most its connect timeout; a request that
+// times out is abandoned and fails with rc 85 (timed out), leaving the connection up.
 #ifndef ZONESMITH_DIRECTORY_LIBRARY_ADBINDING_H_
 #define ZONESMITH_DIRECTORY_LIBRARY_ADBINDING_H_
 
@@ -27,6 +35,7 @@
 #include <string>
 
 #include "directory/library/adobject.h"
+#include "directory/library/exceptions.h"
 
 struct _krb5_context;
 struct _krb5_data;
@@ -47,6 +56,7 @@ constexpr int LDAP_RC_UNWILLING_TO_PERFORM = 53;
 constexpr int LDAP_RC_NOT_ALLOWED_ON_NONLEAF = 66;
 constexpr int LDAP_RC_ALREADY_EXISTS = 68;
 constexpr int LDAP_RC_SERVER_DOWN = 81;
+constexpr int LDAP_RC_TIMEOUT = 85;
 constexpr int LDAP_RC_FILTER_ERROR = 87;
 
 // Search scopes, the LDAP numbers.
@@ -163,8 +173,9 @@ class ADBinding : public LDAPBinding {
 
   // Moves the connection to a writable domain controller.
   virtual void connectToWritable() = 0;
-  // The value of the security descriptor flags control sent with reads and writes of
-  // nTSecurityDescriptor (SD_FLAG_*); takes effect at the next connect().
+  // The value of the security descriptor flags control (SD_FLAG_*) sent with reads and
+  // with writes of nTSecurityDescriptor; every operation from now on sends it, on the
+  // present connection.
   void setSDFlag(int flags) { sdFlags = flags; }
 
   // Password callback and its data, used while connecting when set.
@@ -184,6 +195,27 @@ std::shared_ptr<ADBinding> NewADBinding(const std::string& domain, const std::st
                                         Locator locator);
 
 extern const std::shared_ptr<void> EMPTY_CBDATA;
+
+// The label of a failed operation on `dn`: "<operation> <dn>", or "<operation> root DSE"
+// for the empty DN.
+std::string OperationLabel(const char* operation, const std::string& dn);
+
+// Throws a copy of `e` (same result code, class and source position) whose text begins
+// with OperationLabel(operation, dn) and ": ". Backends call it for every failure of an
+// operation, so that the caller learns what failed where.
+[[noreturn]] void RaiseForOperation(const LDAPException& e, const char* operation,
+                                    const std::string& dn);
+
+// Runs `body`, the work of `operation` on `dn`, and returns what it returns; an
+// LDAPException that it throws leaves through RaiseForOperation.
+template <class F>
+auto NamedOperation(const char* operation, const std::string& dn, F&& body) -> decltype(body()) {
+  try {
+    return body();
+  } catch (const LDAPException& e) {
+    RaiseForOperation(e, operation, dn);
+  }
+}
 
 }  // namespace kesh
 

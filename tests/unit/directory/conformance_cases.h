@@ -43,6 +43,7 @@ inline uint32_t U32(const std::string& b, size_t at) {
 inline uint16_t U16(const std::string& b, size_t at) {
   return static_cast<uint16_t>(static_cast<uint8_t>(b[at]) | static_cast<uint8_t>(b[at + 1]) << 8);
 }
+inline uint8_t U8At(const std::string& b, size_t at) { return static_cast<uint8_t>(b[at]); }
 inline void PutU16(std::string& b, uint16_t v) {
   b += static_cast<char>(v & 0xff);
   b += static_cast<char>(v >> 8);
@@ -87,8 +88,10 @@ inline std::vector<Ace> DaclAces(const std::string& sd) {
   return aces;
 }
 
-// A DACL-only descriptor: the DACL of `sd` with `ace` (allowed, no flags) added at the end.
-inline std::string WithExtraAce(const std::string& sd, uint32_t mask, const std::string& sid) {
+// A descriptor of the DACL of `sd` with `ace` (allowed, no flags) added at the end, and
+// the binary SID `owner` as its owner when one is given.
+inline std::string WithExtraAce(const std::string& sd, uint32_t mask, const std::string& sid,
+                                const std::string& owner = std::string()) {
   SdParts p = SdOffsets(sd);
   uint16_t aclSize = U16(sd, p.dacl + 2);
   uint16_t count = U16(sd, p.dacl + 4);
@@ -103,10 +106,11 @@ inline std::string WithExtraAce(const std::string& sd, uint32_t mask, const std:
   out += '\x01';
   out += '\0';
   PutU16(out, U16(sd, 2));  // control as read: DACL present, self-relative
+  PutU32(out, owner.empty() ? 0 : static_cast<uint32_t>(20));
   PutU32(out, 0);
   PutU32(out, 0);
-  PutU32(out, 0);
-  PutU32(out, 20);
+  PutU32(out, static_cast<uint32_t>(20 + owner.size()));
+  out += owner;
   out += sd[p.dacl];
   out += '\0';
   PutU16(out, static_cast<uint16_t>(8 + aces.size() + ace.size()));
@@ -120,8 +124,7 @@ inline std::string WithExtraAce(const std::string& sd, uint32_t mask, const std:
 class ConformanceTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string why = CurrentTarget().unavailable();
-    if (!why.empty()) GTEST_SKIP() << why;
+    if (!Usable(CurrentTarget())) return;
     target_ = &CurrentTarget();
     base_ = DN::dnFromDomain(target_->domain());
     binding_ = Connect(target_->adminCCache());
@@ -377,55 +380,113 @@ TEST_F(ConformanceTest, RemoveLeafAndTree) {
   }
 }
 
-TEST_F(ConformanceTest, ErrorsCarryTheLdapResultCode) {
+// Each error names the operation and the DN, then the result's text.
+TEST_F(ConformanceTest, ErrorsCarryTheLdapResultCodeAndNameOperationAndDn) {
   ADObject existing = Make("existing");
+  Make("leaf", "container", existing.dn());
   std::string missing = "CN=missing," + scratch_;
   struct {
     const char* label;
     std::function<void()> operation;
     int rc;
+    std::string text;    // how the message begins
+    bool whole = false;  // the message is the text, nothing more (no other request's text)
   } cases[] = {
-      {"fetch of a missing object", [&] { Read(missing); }, kesh::LDAP_RC_NO_SUCH_OBJECT},
+      {"fetch of a missing object", [&] { Read(missing); }, kesh::LDAP_RC_NO_SUCH_OBJECT,
+       "search " + missing + ": No such object"},
       {"add of an existing object",
        [&] {
          ADObject again(existing.dn());
          again[AD_OBJECT_CLASS] = "container";
          binding_->add(again);
        },
-       kesh::LDAP_RC_ALREADY_EXISTS},
+       kesh::LDAP_RC_ALREADY_EXISTS, "add " + existing.dn() + ": Already exists"},
       {"remove of a missing object",
        [&] {
          ADObject m(missing);
          binding_->remove(m, false);
        },
-       kesh::LDAP_RC_NO_SUCH_OBJECT},
+       kesh::LDAP_RC_NO_SUCH_OBJECT, "delete " + missing + ": No such object"},
+      {"remove of an object with children",
+       [&] {
+         ADObject m(existing.dn());
+         binding_->remove(m, false);
+       },
+       kesh::LDAP_RC_NOT_ALLOWED_ON_NONLEAF,
+       "delete " + existing.dn() + ": Operation not allowed on non-leaf"},
       {"update of a missing object",
        [&] {
          ADObject m(missing);
          m[AD_DESCRIPTION] = "x";
          binding_->update(m, 2);
        },
-       kesh::LDAP_RC_NO_SUCH_OBJECT},
+       kesh::LDAP_RC_NO_SUCH_OBJECT, "modify " + missing + ": No such object"},
       {"delete of a value that is not there",
        [&] {
          ADObject m(existing.dn());
          m[AD_DESCRIPTION] = "never set";
          binding_->update(m, 1);
        },
-       kesh::LDAP_RC_NO_SUCH_ATTRIBUTE},
+       kesh::LDAP_RC_NO_SUCH_ATTRIBUTE, "modify " + existing.dn() + ": No such attribute"},
+      {"rename of a missing object",
+       [&] {
+         ADObject m(missing);
+         binding_->rename(m, "CN=other");
+       },
+       kesh::LDAP_RC_NO_SUCH_OBJECT, "rename " + missing + ": No such object"},
       {"search with a malformed filter",
        [&] { binding_->search(100, "(cn=x", scratch_, nullptr, kesh::SCOPE_SUB, 0, 0); },
-       kesh::LDAP_RC_FILTER_ERROR},
+       kesh::LDAP_RC_FILTER_ERROR, "search " + scratch_ + ": Bad search filter", true},
       {"search below a missing base",
        [&] { binding_->search(100, AD_ALL_OBJECTS, missing, nullptr, kesh::SCOPE_SUB, 0, 0); },
-       kesh::LDAP_RC_NO_SUCH_OBJECT},
+       kesh::LDAP_RC_NO_SUCH_OBJECT, "search " + missing + ": No such object"},
   };
   for (const auto& c : cases) {
     std::string message;
     EXPECT_EQ(LdapErrorOf(c.operation, &message), c.rc) << c.label;
-    EXPECT_FALSE(message.empty()) << c.label;
+    EXPECT_EQ(c.whole ? message : message.substr(0, c.text.size()), c.text) << c.label;
   }
   EXPECT_TRUE(binding_->connected());
+}
+
+// As AD: no object below a parent that does not exist, neither added nor moved there.
+TEST_F(ConformanceTest, ParentMustExist) {
+  std::string nowhere = "CN=nowhere," + scratch_;
+  ADObject orphan = LDAPBinding::createChild(nowhere, "orphan", "CN");
+  orphan[AD_OBJECT_CLASS] = "container";
+  EXPECT_EQ(LdapErrorOf([&] { binding_->add(orphan); }), kesh::LDAP_RC_NO_SUCH_OBJECT);
+  EXPECT_EQ(LdapErrorOf([&] { Read(orphan.dn()); }), kesh::LDAP_RC_NO_SUCH_OBJECT);
+
+  ADObject mover = Make("mover");
+  const std::string before = mover.dn();
+  // AD answers noSuchObject; Samba 4.17 answers "other" (80) with "parent does not exist".
+  int rc = LdapErrorOf([&] { binding_->move(mover, nowhere); });
+  EXPECT_TRUE(rc == kesh::LDAP_RC_NO_SUCH_OBJECT || rc == 80) << rc;
+  EXPECT_EQ(mover.dn(), before);
+  EXPECT_TRUE(DN::equal(Read(before).dn(), before));
+  EXPECT_EQ(LdapErrorOf([&] { Read("CN=mover," + nowhere); }), kesh::LDAP_RC_NO_SUCH_OBJECT);
+}
+
+// "1.1" asks for no attribute: every entry comes with its DN alone.
+TEST_F(ConformanceTest, NoAttributesAsksForTheDnOnly) {
+  ADObject c = Make("bare");
+  c[AD_DESCRIPTION] = "not asked for";
+  binding_->update(c, 2);
+  const char* none[] = {"1.1", nullptr};
+
+  ADObject read = binding_->fetch(c.dn(), none, AD_ALL_OBJECTS, 0);
+  EXPECT_TRUE(DN::equal(read.dn(), c.dn())) << read.dn();
+  std::vector<std::string> names;
+  for (const auto& a : read.attributes()) names.push_back(a.first);
+  EXPECT_EQ(names, std::vector<std::string>{AD_DN});
+
+  auto found = All(binding_->search(100, AD_ALL_OBJECTS, scratch_, none, kesh::SCOPE_SUB, 0, 0));
+  std::set<std::string> dns;
+  for (ADObject& o : found) {
+    dns.insert(DN::normalize(o.dn()));
+    EXPECT_EQ(o.attributes().size(), 1u) << o.dn();
+  }
+  EXPECT_EQ(dns, (std::set<std::string>{DN::normalize(scratch_), DN::normalize(c.dn())}));
 }
 
 // --- Searches --------------------------------------------------------------------------------
@@ -529,9 +590,9 @@ TEST_F(ConformanceTest, SecurityDescriptorFlagsSelectTheParts) {
       {kesh::SD_FLAG_DACL, false, false, true},
       {kesh::SD_FLAG_OWNER | kesh::SD_FLAG_GROUP | kesh::SD_FLAG_DACL, true, true, true},
   };
+  // The flags reach the server with the next read, on the same connection.
   for (const auto& k : cases) {
     binding_->setSDFlag(k.flags);
-    binding_->connect("", "", 0);
     ADObject got = Read(c.dn(), {AD_NT_SECDESC});
     ASSERT_TRUE(got.attributeExists(AD_NT_SECDESC, true)) << k.flags;
     EXPECT_TRUE(got[AD_NT_SECDESC].binary());
@@ -545,16 +606,23 @@ TEST_F(ConformanceTest, SecurityDescriptorFlagsSelectTheParts) {
 
 TEST_F(ConformanceTest, DaclWrittenBackWithDaclFlagKeepsOwner) {
   ADObject c = Make("acl");
+  std::string full = Read(c.dn(), {AD_NT_SECDESC})[AD_NT_SECDESC];
+  SdParts fullParts = SdOffsets(full);
+  ASSERT_NE(fullParts.owner, 0u);
+  const std::string owner = full.substr(fullParts.owner, 8 + 4 * U8At(full, fullParts.owner + 1));
+
+  // The flags change on the connection that read with all parts: the write sends the DACL
+  // alone, so the other owner in the descriptor is not written.
   binding_->setSDFlag(kesh::SD_FLAG_DACL);
-  binding_->connect("", "", 0);
   std::string sd = Read(c.dn(), {AD_NT_SECDESC})[AD_NT_SECDESC];
   ASSERT_NE(SdOffsets(sd).dacl, 0u);
-
   const std::string printOperators = kesh::SID(kesh::WELL_KNOWN_SID::PRINT_OPERATORS).toBytes();
+  ASSERT_NE(printOperators, owner);
   const uint32_t readProperty = 0x10;
   ADObject change(c.dn());
   change[AD_NT_SECDESC].reset();
-  change[AD_NT_SECDESC].addVal(WithExtraAce(sd, readProperty, printOperators), true, true);
+  change[AD_NT_SECDESC].addVal(WithExtraAce(sd, readProperty, printOperators, printOperators), true,
+                               true);
   binding_->update(change, 2);
 
   std::string after = Read(c.dn(), {AD_NT_SECDESC})[AD_NT_SECDESC];
@@ -565,10 +633,11 @@ TEST_F(ConformanceTest, DaclWrittenBackWithDaclFlagKeepsOwner) {
   EXPECT_TRUE(found) << "the added ACE is not in the DACL";
 
   binding_->setSDFlag(kesh::SD_FLAG_OWNER | kesh::SD_FLAG_GROUP | kesh::SD_FLAG_DACL);
-  binding_->connect("", "", 0);
-  SdParts full = SdOffsets(Read(c.dn(), {AD_NT_SECDESC})[AD_NT_SECDESC]);
-  EXPECT_NE(full.owner, 0u);
-  EXPECT_NE(full.group, 0u);
+  std::string now = Read(c.dn(), {AD_NT_SECDESC})[AD_NT_SECDESC];
+  SdParts parts = SdOffsets(now);
+  ASSERT_NE(parts.owner, 0u);
+  EXPECT_NE(parts.group, 0u);
+  EXPECT_EQ(now.substr(parts.owner, owner.size()), owner) << "the owner changed";
 }
 
 // --- Credentials -----------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 #ifndef ZONESMITH_TESTS_UNIT_DIRECTORY_CONFORMANCE_TARGET_H_
 #define ZONESMITH_TESTS_UNIT_DIRECTORY_CONFORMANCE_TARGET_H_
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -22,8 +23,11 @@ namespace conformance {
 class Target {
  public:
   virtual ~Target() = default;
-  // Empty when the target can be used; otherwise why not (the tests are then skipped).
+  // Empty when the target can be used; otherwise why not (the tests are then skipped,
+  // or failed when the target is required).
   virtual std::string unavailable() const = 0;
+  // Whether the environment promises the target, so that its absence is a failure.
+  virtual bool required() const { return false; }
   // DNS name of the domain: "example.test".
   virtual std::string domain() const = 0;
   // "Administrator@EXAMPLE.TEST" and its password.
@@ -42,6 +46,19 @@ using kesh::ADBinding;
 using kesh::ADObject;
 using kesh::DN;
 using kesh::LDAPBinding;
+
+// Whether a test can use `target`. When it cannot, the test is skipped, or failed when the
+// target is required; a SetUp that gets false returns, and the test body does not run.
+inline bool Usable(const Target& target) {
+  const std::string why = target.unavailable();
+  if (why.empty()) return true;
+  if (target.required()) {
+    [&] { FAIL() << why; }();
+  } else {
+    [&] { GTEST_SKIP() << why; }();
+  }
+  return false;
+}
 
 // A name no earlier run has used.
 inline std::string UniqueName(const char* prefix) {

@@ -43,6 +43,15 @@ std::string RequireDn(const ADObject& object, const char* operation) {
   return dn;
 }
 
+// Sends a write with `send` and waits for its answer (LdapSession::request); throws when
+// it failed.
+void Write(LdapSession& s, const std::function<int(LDAP*, int*)>& send, const char* file,
+           int line) {
+  std::string diagnostic;
+  int rc = s.request(send, &diagnostic);
+  if (rc != LDAP_SUCCESS) s.fail(file, line, rc, diagnostic);
+}
+
 // The LDAPMod array of an add or update: owns the value pointers it hands to libldap.
 class ModList {
  public:
@@ -92,8 +101,9 @@ class ModList {
 class LdapPagedSearch : public PagedObjectListImpl {
  public:
   LdapPagedSearch(std::shared_ptr<LdapSession> session, int pageSize, const std::string& filter,
-                  const std::string& base, AttrList attrs, int scope, int sizeLimit)
-      : session_(std::move(session)),
+                  const std::string& base, AttrList attrs, int scope, int sizeLimit, int sdFlags)
+      : sdControl_(sdFlags),
+        session_(std::move(session)),
         pageSize_(pageSize > 0 ? pageSize : 100),
         filter_(filter.empty() ? "(objectClass=*)" : filter),
         base_(base),
@@ -106,6 +116,11 @@ class LdapPagedSearch : public PagedObjectListImpl {
   }
 
   bool fetchPage(ADObjectList& page) override {
+    return NamedOperation("search", base_, [&] { return fetchNamedOperation(page); });
+  }
+
+ private:
+  bool fetchNamedOperation(ADObjectList& page) {
     page.clear();
     if (done_) return true;
     LdapSession& s = *session_;
@@ -115,7 +130,7 @@ class LdapPagedSearch : public PagedObjectListImpl {
     int rc =
         ldap_create_page_control(ld, static_cast<ber_int_t>(pageSize_), &cookie_, 0, &pageControl);
     if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, "paged results control");
-    LDAPControl* controls[3] = {pageControl, s.sdFlagsControl(), nullptr};
+    LDAPControl* controls[3] = {pageControl, sdControl_.get(), nullptr};
 
     int limit = 0;
     if (sizeLimit_ > 0) limit = sizeLimit_ - returned_;
@@ -161,7 +176,7 @@ class LdapPagedSearch : public PagedObjectListImpl {
     return done_;
   }
 
- private:
+  SdFlagsControl sdControl_;  // the flags of the binding when the search began
   const std::shared_ptr<LdapSession> session_;
   const int pageSize_;
   const std::string filter_;
@@ -205,7 +220,6 @@ SessionOptions LdapADBinding::sessionOptions() const {
   options.ccacheName = ccacheName_;
   options.connectTimeout = connectTimeout_;
   options.searchTimeout = searchTimeout_;
-  options.sdFlags = sdFlags;
   options.passwordCallback = passwordCallback;
   options.passwordCallbackData = passwordCallbackData;
   return options;
@@ -299,80 +313,75 @@ void LdapADBinding::connectToWritable() {
 
 ADObject LdapADBinding::fetch(const std::string& dn, AttrList attrs, const std::string& filter,
                               int) {
-  LdapSession& s = session();
-  if (dn.empty()) {
-    // The root DSE, read fresh: it answers questions about the server, not the domain.
+  return NamedOperation("search", dn, [&] {
+    LdapSession& s = session();
+    // The root DSE, read fresh: it answers questions about the server, not the domain. It
+    // carries no descriptor, so it goes without the flags control.
+    SdFlagsControl sdControl(sdFlags);
+    LDAPControl* controls[2] = {dn.empty() ? nullptr : sdControl.get(), nullptr};
+    auto list = CopyAttrs(attrs);
     LDAPMessage* result = nullptr;
     std::string diagnostic;
-    auto list = CopyAttrs(attrs);
-    int rc = s.search("", LDAP_SCOPE_BASE, filter.empty() ? "(objectClass=*)" : filter, list.get(),
-                      nullptr, 0, &result, nullptr, &diagnostic);
+    int rc = s.search(dn, LDAP_SCOPE_BASE, filter.empty() ? "(objectClass=*)" : filter, list.get(),
+                      controls, 0, &result, nullptr, &diagnostic);
     LDAPMessage* entry = rc == LDAP_SUCCESS ? ldap_first_entry(s.handle(), result) : nullptr;
     if (entry == nullptr) {
       if (result) ldap_msgfree(result);
-      s.fail(__FILE__, __LINE__, rc == LDAP_SUCCESS ? LDAP_NO_SUCH_OBJECT : rc, diagnostic);
+      if (rc == LDAP_SUCCESS) {
+        // The object exists but does not match the filter: to the caller it is not there.
+        KESH_THROW(LDAPException, LDAP_RC_NO_SUCH_OBJECT, "%s: no match for %s",
+                   ldap_err2string(LDAP_NO_SUCH_OBJECT), filter.c_str());
+      }
+      s.fail(__FILE__, __LINE__, rc, diagnostic);
     }
     ADObject object = EntryToObject(s.handle(), entry);
     ldap_msgfree(result);
     return object;
-  }
-  auto list = CopyAttrs(attrs);
-  LDAPControl* controls[2] = {s.sdFlagsControl(), nullptr};
-  LDAPMessage* result = nullptr;
-  std::string diagnostic;
-  int rc = s.search(dn, LDAP_SCOPE_BASE, filter.empty() ? "(objectClass=*)" : filter, list.get(),
-                    controls, 0, &result, nullptr, &diagnostic);
-  LDAPMessage* entry = rc == LDAP_SUCCESS ? ldap_first_entry(s.handle(), result) : nullptr;
-  if (entry == nullptr) {
-    if (result) ldap_msgfree(result);
-    if (rc == LDAP_SUCCESS) {
-      // The object exists but does not match the filter: to the caller it is not there.
-      KESH_THROW(LDAPException, LDAP_RC_NO_SUCH_OBJECT, "%s: %s does not match %s",
-                 ldap_err2string(LDAP_NO_SUCH_OBJECT), dn.c_str(), filter.c_str());
-    }
-    s.fail(__FILE__, __LINE__, rc, diagnostic);
-  }
-  ADObject object = EntryToObject(s.handle(), entry);
-  ldap_msgfree(result);
-  return object;
+  });
 }
 
 PagedObjectList LdapADBinding::search(int pageSize, const std::string& filter,
                                       const std::string& base, AttrList attrs, int scope,
                                       int sizeLimit, int) {
-  LdapSession& s = session();
-  // A domain controller refuses a one-level or subtree search from the empty DN on its
-  // domain port; such a search means the binding's domain. A global catalog takes the empty
-  // base as the whole forest.
-  std::string from = base;
-  if (from.empty() && scope != SCOPE_BASE && !gc_) {
+  std::string from = NamedOperation("search", base, [&] {
+    LdapSession& s = session();
+    // A domain controller refuses a one-level or subtree search from the empty DN on its
+    // domain port; such a search means the binding's domain. A global catalog takes the
+    // empty base as the whole forest.
+    if (!base.empty() || scope == SCOPE_BASE || gc_) return base;
     const ADAttribute* nc = s.rootDSE().find("defaultNamingContext");
-    from = nc && !nc->empty() ? nc->values().front() : DN::dnFromDomain(domain_);
-  }
-  auto cursor =
-      std::make_shared<LdapPagedSearch>(session_, pageSize, filter, from, attrs, scope, sizeLimit);
+    return nc && !nc->empty() ? nc->values().front() : DN::dnFromDomain(domain_);
+  });
+  // The cursor names its own failures, the first page's among them.
+  auto cursor = std::make_shared<LdapPagedSearch>(session_, pageSize, filter, from, attrs, scope,
+                                                  sizeLimit, sdFlags);
   return PagedObjectList(cursor);
 }
 
 void LdapADBinding::add(ADObject& object) {
   std::string dn = RequireDn(object, "add");
-  LdapSession& s = session();
-  ModList mods;
-  for (auto& entry : object.attributes()) {
-    if (IsInternalAttribute(entry.first) || entry.second.empty()) continue;
-    mods.add(LDAP_MOD_ADD, entry.first, entry.second.values());
-  }
-  LDAPControl* controls[2] = {nullptr, nullptr};
-  if (mods.touches("nTSecurityDescriptor")) controls[0] = s.sdFlagsControl();
-  SigpipeGuard guard;
-  int rc = ldap_add_ext_s(s.handle(), dn.c_str(), mods.get(), controls, nullptr);
-  if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
+  NamedOperation("add", dn, [&] {
+    LdapSession& s = session();
+    ModList mods;
+    for (auto& entry : object.attributes()) {
+      if (IsInternalAttribute(entry.first) || entry.second.empty()) continue;
+      mods.add(LDAP_MOD_ADD, entry.first, entry.second.values());
+    }
+    SdFlagsControl sdControl(sdFlags);
+    LDAPControl* controls[2] = {nullptr, nullptr};
+    if (mods.touches("nTSecurityDescriptor")) controls[0] = sdControl.get();
+    Write(
+        s,
+        [&](LDAP* ld, int* msgid) {
+          return ldap_add_ext(ld, dn.c_str(), mods.get(), controls, nullptr, msgid);
+        },
+        __FILE__, __LINE__);
+  });
   object.clearChanged();
 }
 
 void LdapADBinding::update(ADObject& object, int mode) {
-  std::string dn = RequireDn(object, "update");
-  LdapSession& s = session();
+  std::string dn = RequireDn(object, "modify");
   ModList mods;
   for (auto& entry : object.attributes()) {
     const ADAttribute& a = entry.second;
@@ -391,23 +400,36 @@ void LdapADBinding::update(ADObject& object, int mode) {
     }
   }
   if (!mods.empty()) {
-    LDAPControl* controls[2] = {nullptr, nullptr};
-    if (mods.touches("nTSecurityDescriptor")) controls[0] = s.sdFlagsControl();
-    SigpipeGuard guard;
-    int rc = ldap_modify_ext_s(s.handle(), dn.c_str(), mods.get(), controls, nullptr);
-    if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
+    NamedOperation("modify", dn, [&] {
+      LdapSession& s = session();
+      SdFlagsControl sdControl(sdFlags);
+      LDAPControl* controls[2] = {nullptr, nullptr};
+      if (mods.touches("nTSecurityDescriptor")) controls[0] = sdControl.get();
+      Write(
+          s,
+          [&](LDAP* ld, int* msgid) {
+            return ldap_modify_ext(ld, dn.c_str(), mods.get(), controls, nullptr, msgid);
+          },
+          __FILE__, __LINE__);
+    });
   }
   object.clearChanged();
 }
 
 void LdapADBinding::renameTo(ADObject& object, const std::string& newRdn,
-                             const std::string& newParent) {
-  std::string dn = RequireDn(object, "rename");
-  LdapSession& s = session();
-  SigpipeGuard guard;
-  int rc = ldap_rename_s(s.handle(), dn.c_str(), newRdn.c_str(),
-                         newParent.empty() ? nullptr : newParent.c_str(), 1, nullptr, nullptr);
-  if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
+                             const std::string& newParent, const char* operation) {
+  std::string dn = RequireDn(object, operation);
+  NamedOperation(operation, dn, [&] {
+    LdapSession& s = session();
+    Write(
+        s,
+        [&](LDAP* ld, int* msgid) {
+          return ldap_rename(ld, dn.c_str(), newRdn.c_str(),
+                             newParent.empty() ? nullptr : newParent.c_str(), 1, nullptr, nullptr,
+                             msgid);
+        },
+        __FILE__, __LINE__);
+  });
   std::string parent = newParent.empty() ? LDAPBinding::parent(dn) : newParent;
   std::string newDn = parent.empty() ? newRdn : newRdn + "," + parent;
   ADAttribute& a = object[kDnAttribute];
@@ -416,30 +438,48 @@ void LdapADBinding::renameTo(ADObject& object, const std::string& newRdn,
 }
 
 void LdapADBinding::rename(ADObject& object, const std::string& newRdn) {
-  renameTo(object, newRdn, std::string());
+  renameTo(object, newRdn, std::string(), "rename");
 }
 
 void LdapADBinding::move(ADObject& object, const std::string& newParent) {
   std::string dn = RequireDn(object, "move");
-  renameTo(object, LDAPBinding::RDN(dn), newParent);
+  renameTo(object, LDAPBinding::RDN(dn), newParent, "move");
 }
 
 void LdapADBinding::remove(ADObject& object, bool tree) {
-  std::string dn = RequireDn(object, "remove");
-  LdapSession& s = session();
-  LDAPControl treeDelete;
-  memset(&treeDelete, 0, sizeof(treeDelete));
-  treeDelete.ldctl_oid = const_cast<char*>(kTreeDeleteOid);
-  treeDelete.ldctl_iscritical = 1;
-  LDAPControl* controls[2] = {tree ? &treeDelete : nullptr, nullptr};
-  SigpipeGuard guard;
-  int rc = ldap_delete_ext_s(s.handle(), dn.c_str(), controls, nullptr);
-  if (rc != LDAP_SUCCESS) s.fail(__FILE__, __LINE__, rc, dn);
+  std::string dn = RequireDn(object, "delete");
+  NamedOperation("delete", dn, [&] {
+    LdapSession& s = session();
+    LDAPControl treeDelete;
+    memset(&treeDelete, 0, sizeof(treeDelete));
+    treeDelete.ldctl_oid = const_cast<char*>(kTreeDeleteOid);
+    treeDelete.ldctl_iscritical = 1;
+    LDAPControl* controls[2] = {tree ? &treeDelete : nullptr, nullptr};
+    Write(
+        s,
+        [&](LDAP* ld, int* msgid) {
+          return ldap_delete_ext(ld, dn.c_str(), controls, nullptr, msgid);
+        },
+        __FILE__, __LINE__);
+  });
 }
 
 void LdapADBinding::getAttributeValues(ADObject& object, const std::string& name, int) {
-  std::string dn = RequireDn(object, "getAttributeValues");
+  std::string dn = RequireDn(object, "search");
+  std::vector<std::string> values =
+      NamedOperation("search", dn, [&] { return rangedValues(dn, name); });
+  ADAttribute& a = object[name];
+  a.setValues(std::move(values));
+  a.setBinary(IsBinaryAttribute(name));
+  a.setIncomplete(false);
+  a.setChanged(false);
+}
+
+std::vector<std::string> LdapADBinding::rangedValues(const std::string& dn,
+                                                     const std::string& name) {
   LdapSession& s = session();
+  SdFlagsControl sdControl(sdFlags);
+  LDAPControl* controls[2] = {sdControl.get(), nullptr};
   std::vector<std::string> values;
   long start = 0;
   for (;;) {
@@ -449,7 +489,7 @@ void LdapADBinding::getAttributeValues(ADObject& object, const std::string& name
                                       std::to_string(start + kRangeWindow - 1)};
     LDAPMessage* result = nullptr;
     std::string diagnostic;
-    int rc = s.search(dn, LDAP_SCOPE_BASE, "(objectClass=*)", &attrs, nullptr, 0, &result, nullptr,
+    int rc = s.search(dn, LDAP_SCOPE_BASE, "(objectClass=*)", &attrs, controls, 0, &result, nullptr,
                       &diagnostic);
     LDAPMessage* entry = rc == LDAP_SUCCESS ? ldap_first_entry(s.handle(), result) : nullptr;
     if (entry == nullptr) {
@@ -486,11 +526,7 @@ void LdapADBinding::getAttributeValues(ADObject& object, const std::string& name
     ldap_msgfree(result);
     if (!more) break;
   }
-  ADAttribute& a = object[name];
-  a.setValues(std::move(values));
-  a.setBinary(IsBinaryAttribute(name));
-  a.setIncomplete(false);
-  a.setChanged(false);
+  return values;
 }
 
 int LdapADBinding::rootNumber(const char* name) {

@@ -2,8 +2,9 @@
 //
 // A binding finds its domain controller by the server given to it or by DNS SRV records,
 // binds with SASL GSSAPI using the credentials of its cache, and sends the security
-// descriptor flags control with reads and writes, the paged results control with searches
-// and the tree delete control with tree removals.
+// descriptor flags control (the binding's flags at the time of each request) with reads and
+// writes, the paged results control with searches and the tree delete control with tree
+// removals. Every request waits at most the search timeout for its answer.
 #ifndef ZONESMITH_DIRECTORY_LIBRARY_LDAP_LDAP_BINDING_H_
 #define ZONESMITH_DIRECTORY_LIBRARY_LDAP_LDAP_BINDING_H_
 
@@ -52,7 +53,10 @@ class LdapADBinding : public ADBinding {
   SessionOptions sessionOptions() const;
   std::shared_ptr<LdapSession> open(const std::vector<ServiceTarget>& targets);
   std::vector<ServiceTarget> targetsFor(const std::string& server) const;
-  void renameTo(ADObject& object, const std::string& newRdn, const std::string& newParent);
+  void renameTo(ADObject& object, const std::string& newRdn, const std::string& newParent,
+                const char* operation);
+  // Every value of the attribute `name` of `dn`, read range by range.
+  std::vector<std::string> rangedValues(const std::string& dn, const std::string& name);
   int rootNumber(const char* name);
 
   const std::string domain_;

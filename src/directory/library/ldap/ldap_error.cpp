@@ -17,8 +17,9 @@ bool IsConnectionLost(int rc) {
 
 std::string LdapErrorText(LDAP* ld, int rc, const std::string& detail) {
   std::string text = ldap_err2string(rc);
-  std::string diagnostic;
-  if (ld != nullptr) {
+  std::string diagnostic = detail;
+  // A request that timed out has no text of its own; the handle's may be an older one's.
+  if (diagnostic.empty() && ld != nullptr && rc != LDAP_TIMEOUT) {
     char* msg = nullptr;
     if (ldap_get_option(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE, &msg) == LDAP_OPT_SUCCESS &&
         msg != nullptr) {
@@ -30,7 +31,6 @@ std::string LdapErrorText(LDAP* ld, int rc, const std::string& detail) {
          (diagnostic.back() == '\n' || diagnostic.back() == ' ' || diagnostic.back() == '\0')) {
     diagnostic.pop_back();
   }
-  if (diagnostic.empty()) diagnostic = detail;
   if (!diagnostic.empty()) text += ": " + diagnostic;
   return text;
 }

@@ -20,8 +20,9 @@ int ClassicResultCode(int rc);
 // Whether the code means the connection is gone (server down, connect error).
 bool IsConnectionLost(int rc);
 
-// The text of a failure: libldap's text of `rc`, then the server's diagnostic (or
-// `detail` when the server gave none) after ": ".
+// The text of a failure: libldap's text of `rc`, then after ": " `detail` (the server's
+// diagnostic of the request, or what else the caller knows) or, when that is empty, the
+// diagnostic that the handle holds (the SASL layer's text of a failed bind).
 std::string LdapErrorText(LDAP* ld, int rc, const std::string& detail = std::string());
 
 // Throws LDAPException for `rc` with the text above. `file`/`line` name the caller.

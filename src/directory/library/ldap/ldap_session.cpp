@@ -20,6 +20,17 @@ namespace {
 
 const char* const kDnAttribute = "distinguishedName";
 const char* const kCategoryAttribute = "_objectCategory";
+const char* const kSdFlagsOid = "1.2.840.113556.1.4.801";
+
+// Frees a result message chain.
+struct MessageFree {
+  void operator()(LDAPMessage* m) const { ldap_msgfree(m); }
+};
+using MessagePtr = std::unique_ptr<LDAPMessage, MessageFree>;
+
+std::string TimeoutText(int seconds) {
+  return "no answer within " + std::to_string(seconds) + " s";
+}
 
 // GSSAPI needs no answers; every prompt gets its default (an empty authorisation id).
 int SaslInteract(LDAP*, unsigned, void*, void* prompts) {
@@ -201,15 +212,16 @@ CcacheSelection::~CcacheSelection() {
   gss_krb5_ccache_name(&minor, hadPrevious_ ? previous_.c_str() : nullptr, nullptr);
 }
 
+SdFlagsControl::SdFlagsControl(int flags) : value_(EncodeSDFlags(flags)) {
+  memset(&control_, 0, sizeof(control_));
+  control_.ldctl_oid = const_cast<char*>(kSdFlagsOid);
+  control_.ldctl_value.bv_val = &value_[0];
+  control_.ldctl_value.bv_len = value_.size();
+  control_.ldctl_iscritical = 1;
+}
+
 LdapSession::LdapSession(const ServiceTarget& target, const SessionOptions& options)
     : target_(target), options_(options), searchTimeout_(options.searchTimeout) {
-  sdValue_ = EncodeSDFlags(options_.sdFlags);
-  memset(&sdControl_, 0, sizeof(sdControl_));
-  sdControl_.ldctl_oid = const_cast<char*>("1.2.840.113556.1.4.801");
-  sdControl_.ldctl_value.bv_val = &sdValue_[0];
-  sdControl_.ldctl_value.bv_len = sdValue_.size();
-  sdControl_.ldctl_iscritical = 1;
-
   std::string uri = "ldap://" + target_.host + ":" + std::to_string(target_.port);
   int rc = ldap_initialize(&ld_, uri.c_str());
   if (rc != LDAP_SUCCESS) {
@@ -224,12 +236,21 @@ LdapSession::LdapSession(const ServiceTarget& target, const SessionOptions& opti
     ldap_set_option(ld_, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
     // AD and Samba refuse binds without integrity; ask for confidentiality too.
     ldap_set_option(ld_, LDAP_OPT_X_SASL_SECPROPS, "minssf=56");
+    // Connecting, binding and reading the root DSE take at most the connect timeout: the
+    // TCP connect by the network timeout, the bind's round trips by the timeout of
+    // synchronous calls, the root DSE by the request timeout.
     if (options_.connectTimeout > 0) {
       struct timeval tv = {options_.connectTimeout, 0};
       ldap_set_option(ld_, LDAP_OPT_NETWORK_TIMEOUT, &tv);
+      ldap_set_option(ld_, LDAP_OPT_TIMEOUT, &tv);
+      searchTimeout_ = options_.connectTimeout;
     }
     bind();
     readRootDSE();
+    // Later requests wait by their own timeout (finish(), search()); none by this one.
+    struct timeval infinite = {-1, 0};
+    ldap_set_option(ld_, LDAP_OPT_TIMEOUT, &infinite);
+    searchTimeout_ = options_.searchTimeout;
   } catch (...) {
     SigpipeGuard guard;
     ldap_unbind_ext_s(ld_, nullptr, nullptr);
@@ -339,6 +360,59 @@ void LdapSession::fail(const char* file, int line, int rc, const std::string& de
   ThrowLdapError(file, line, ld_, rc, detail);
 }
 
+void LdapSession::clearDiagnostic() { ldap_set_option(ld_, LDAP_OPT_DIAGNOSTIC_MESSAGE, ""); }
+
+int LdapSession::request(const std::function<int(LDAP*, int*)>& send, std::string* diagnostic) {
+  clearDiagnostic();
+  int msgid = 0;
+  int rc;
+  {
+    SigpipeGuard guard;
+    rc = send(ld_, &msgid);
+  }
+  if (rc != LDAP_SUCCESS) {
+    if (IsConnectionLost(rc)) lost_ = true;
+    return rc;
+  }
+  return finish(msgid, diagnostic);
+}
+
+int LdapSession::finish(int msgid, std::string* diagnostic) {
+  struct timeval tv = {searchTimeout_, 0};
+  LDAPMessage* raw = nullptr;
+  int n;
+  {
+    SigpipeGuard guard;
+    n = ldap_result(ld_, msgid, LDAP_MSG_ALL, searchTimeout_ > 0 ? &tv : nullptr, &raw);
+  }
+  MessagePtr result(raw);
+  if (n == 0) {
+    // The server did not answer in time: tell it to drop the request, and do not wait.
+    SigpipeGuard guard;
+    ldap_abandon_ext(ld_, msgid, nullptr, nullptr);
+    if (diagnostic) *diagnostic = TimeoutText(searchTimeout_);
+    return LDAP_TIMEOUT;
+  }
+  if (n < 0 || result == nullptr) {
+    int rc = LDAP_OTHER;
+    ldap_get_option(ld_, LDAP_OPT_RESULT_CODE, &rc);
+    if (rc == LDAP_SUCCESS) rc = LDAP_OTHER;
+    if (IsConnectionLost(rc)) lost_ = true;
+    return rc;
+  }
+  int code = LDAP_OTHER;
+  char* text = nullptr;
+  if (ldap_parse_result(ld_, result.get(), &code, nullptr, &text, nullptr, nullptr, 0) !=
+      LDAP_SUCCESS) {
+    return LDAP_DECODING_ERROR;
+  }
+  if (text != nullptr) {
+    if (diagnostic) *diagnostic = text;
+    ldap_memfree(text);
+  }
+  return code;
+}
+
 int LdapSession::search(const std::string& base, int scope, const std::string& filter,
                         const std::vector<std::string>* attrs, LDAPControl** controls,
                         int sizeLimit, LDAPMessage** result, LDAPControl*** responseControls,
@@ -351,11 +425,13 @@ int LdapSession::search(const std::string& base, int scope, const std::string& f
   }
   struct timeval tv = {searchTimeout_, 0};
   *result = nullptr;
+  clearDiagnostic();
   SigpipeGuard guard;
   int rc = ldap_search_ext_s(ld_, base.c_str(), scope, filter.empty() ? nullptr : filter.c_str(),
                              attrs ? attrv.data() : nullptr, 0, controls, nullptr,
                              searchTimeout_ > 0 ? &tv : nullptr, sizeLimit, result);
   if (IsConnectionLost(rc)) lost_ = true;
+  if (rc == LDAP_TIMEOUT && diagnostic) *diagnostic = TimeoutText(searchTimeout_);
   if (*result == nullptr) return rc;
   // The final result's code, text and controls.
   int code = rc;

@@ -12,6 +12,7 @@
 #include <ldap.h>
 #include <signal.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,9 +26,8 @@ namespace ldapbackend {
 
 struct SessionOptions {
   std::string ccacheName;  // empty: the process's default cache
-  int connectTimeout = 0;  // seconds, 0 none
-  int searchTimeout = 0;   // seconds, 0 none
-  int sdFlags = SD_FLAG_OWNER | SD_FLAG_GROUP | SD_FLAG_DACL;
+  int connectTimeout = 0;  // seconds for connecting, binding and the root DSE; 0 none
+  int searchTimeout = 0;   // seconds for each later request, read or write; 0 none
   PasswordCallback passwordCallback = nullptr;
   std::shared_ptr<void> passwordCallbackData;
 };
@@ -50,7 +50,7 @@ class LdapSession {
   LDAP* handle() const { return ld_; }
   const ServiceTarget& target() const { return target_; }
   const SessionOptions& options() const { return options_; }
-  // Seconds a search may take from now on; 0 is no limit.
+  // Seconds a request (search or write) may take from now on; 0 is no limit.
   void setSearchTimeout(int seconds) { searchTimeout_ = seconds; }
 
   // Whether the connection still stands. Looks at the socket without a round trip: a closed
@@ -67,8 +67,16 @@ class LdapSession {
   [[noreturn]] void fail(const char* file, int line, int rc,
                          const std::string& detail = std::string());
 
-  // The security descriptor flags control, built once.
-  LDAPControl* sdFlagsControl() { return &sdControl_; }
+  // Sends a request with `send` (a libldap call of the asynchronous kind: it is given the
+  // handle and fills in the message id) and waits for its result as finish() does.
+  // Returns the result code: the send's own failure, or the result's.
+  int request(const std::function<int(LDAP*, int*)>& send, std::string* diagnostic);
+
+  // Waits for the result of the request `msgid` for at most the request timeout and
+  // returns its result code, the server's text in `diagnostic`. A request that times out
+  // is abandoned and answers LDAP_TIMEOUT; the connection stays up. A transport failure
+  // answers its (negative) libldap code and marks the session lost when it says so.
+  int finish(int msgid, std::string* diagnostic);
 
   // A search with the given controls, waiting for the whole result (one page when a paged
   // control is among them). Returns the result code; `result` receives the message chain
@@ -81,6 +89,9 @@ class LdapSession {
  private:
   void bind();
   void readRootDSE();
+  // Forgets the diagnostic of an earlier request, so that a failure found by the client
+  // (a malformed filter, a lost connection) is not reported with another request's text.
+  void clearDiagnostic();
 
   LDAP* ld_ = nullptr;
   const ServiceTarget target_;
@@ -88,8 +99,19 @@ class LdapSession {
   bool lost_ = false;
   int searchTimeout_ = 0;
   ADObject rootDSE_;
-  std::string sdValue_;
-  LDAPControl sdControl_;
+};
+
+// The security descriptor flags control of one request, for the flags given.
+class SdFlagsControl {
+ public:
+  explicit SdFlagsControl(int flags);
+  SdFlagsControl(const SdFlagsControl&) = delete;
+  SdFlagsControl& operator=(const SdFlagsControl&) = delete;
+  LDAPControl* get() { return &control_; }
+
+ private:
+  std::string value_;
+  LDAPControl control_;
 };
 
 // Keeps SIGPIPE away from the calling thread for its lifetime: libldap writes to sockets

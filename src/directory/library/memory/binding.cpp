@@ -103,9 +103,10 @@ std::vector<std::string> CopyAttrs(AttrList attrs) {
 
 class MemoryPages : public PagedObjectListImpl {
  public:
-  MemoryPages(std::shared_ptr<Connection> conn, std::vector<std::string> keys, int pageSize,
-              AttrList attrs, int sdFlags, std::vector<ADObject> fixed)
+  MemoryPages(std::shared_ptr<Connection> conn, std::string base, std::vector<std::string> keys,
+              int pageSize, AttrList attrs, int sdFlags, std::vector<ADObject> fixed)
       : conn_(std::move(conn)),
+        base_(std::move(base)),
         keys_(std::move(keys)),
         pageSize_(pageSize > 0 ? pageSize : 100),
         all_(attrs == nullptr),
@@ -114,6 +115,11 @@ class MemoryPages : public PagedObjectListImpl {
         fixed_(std::move(fixed)) {}
 
   bool fetchPage(ADObjectList& page) override {
+    return NamedOperation("search", base_, [&] { return fetch(page); });
+  }
+
+ private:
+  bool fetch(ADObjectList& page) {
     Directory& d = Directory::instance();
     auto lock = d.lock();
     if (!first_) Begin(d, *conn_);
@@ -135,8 +141,8 @@ class MemoryPages : public PagedObjectListImpl {
     return pos_ >= keys_.size();
   }
 
- private:
   std::shared_ptr<Connection> conn_;
+  const std::string base_;
   std::vector<std::string> keys_;
   size_t pos_ = 0;
   const int pageSize_;
@@ -168,8 +174,7 @@ class MemoryBinding : public ADBinding {
 
   PagedObjectList search(int pageSize, const std::string& filter, const std::string& base,
                          AttrList attrs, int scope, int sizeLimit, int) override {
-    std::shared_ptr<MemoryPages> pages;
-    {
+    std::shared_ptr<MemoryPages> pages = NamedOperation("search", base, [&] {
       Directory& d = Directory::instance();
       auto lock = d.lock();
       View view = Begin(d, *conn_);
@@ -179,6 +184,7 @@ class MemoryBinding : public ADBinding {
       }
       std::vector<std::string> keys;
       std::vector<ADObject> fixed;
+      std::string from = base;
       if (base.empty() && scope == SCOPE_BASE) {
         AttrStore dse = d.rootDse(view);
         if (f.matches(StoreSource(dse)))
@@ -186,16 +192,16 @@ class MemoryBinding : public ADBinding {
       } else {
         // As on a domain controller's domain port, a one-level or subtree search from the
         // empty DN of a domain binding means its domain; a global catalog's covers the forest.
-        std::string from = base;
         if (from.empty() && !conn_->gc) {
           AttrStore dse = d.rootDse(view);
           if (!dse["defaultNamingContext"].empty()) from = dse["defaultNamingContext"].front();
         }
         keys = d.search(view, from, scope, f, sizeLimit > 0 ? static_cast<size_t>(sizeLimit) : 0);
       }
-      pages = std::make_shared<MemoryPages>(conn_, std::move(keys), pageSize, attrs, sdFlags,
-                                            std::move(fixed));
-    }
+      return std::make_shared<MemoryPages>(conn_, from, std::move(keys), pageSize, attrs, sdFlags,
+                                           std::move(fixed));
+    });
+    // The pages name their own failures.
     return PagedObjectList(pages);
   }
 
@@ -205,70 +211,81 @@ class MemoryBinding : public ADBinding {
   std::string server() override { return connectedServer_; }
 
   ADObject fetch(const std::string& dn, AttrList attrs, const std::string& filter, int) override {
-    Directory& d = Directory::instance();
-    auto lock = d.lock();
-    View view = Begin(d, *conn_);
-    Filter f = ParseFilter(filter);
-    AttrRequest request = AttrRequest::from(attrs);
-    if (dn.empty()) {
-      AttrStore dse = d.rootDse(view);
-      if (!f.matches(StoreSource(dse))) NoSuchObject();
-      return RootDseObject(dse, request);
-    }
-    Entry& e = d.resolveIn(view, dn);
-    if (!d.matches(e, f)) NoSuchObject();
-    return d.toObject(e, request, sdFlags);
+    return NamedOperation("search", dn, [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      Filter f = ParseFilter(filter);
+      AttrRequest request = AttrRequest::from(attrs);
+      if (dn.empty()) {
+        AttrStore dse = d.rootDse(view);
+        if (!f.matches(StoreSource(dse))) NoMatch(filter);
+        return RootDseObject(dse, request);
+      }
+      Entry& e = d.resolveIn(view, dn);
+      if (!d.matches(e, f)) NoMatch(filter);
+      return d.toObject(e, request, sdFlags);
+    });
   }
 
   void add(ADObject& object) override {
-    Directory& d = Directory::instance();
-    auto lock = d.lock();
-    View view = Begin(d, *conn_);
-    AttrStore attrs;
-    for (const auto& a : object.attributes()) {
-      if (a.second.empty() || IsInternal(a.first)) continue;
-      attrs[a.first] = a.second.values();
-    }
-    d.add(&view, object.dn(), std::move(attrs), sdFlags, false);
+    NamedOperation("add", object.dn(), [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      AttrStore attrs;
+      for (const auto& a : object.attributes()) {
+        if (a.second.empty() || IsInternal(a.first)) continue;
+        attrs[a.first] = a.second.values();
+      }
+      d.add(&view, object.dn(), std::move(attrs), sdFlags, false);
+    });
     object.clearChanged();
   }
 
   void rename(ADObject& object, const std::string& newRdn) override {
-    Directory& d = Directory::instance();
-    auto lock = d.lock();
-    View view = Begin(d, *conn_);
-    Entry& e = d.resolveIn(view, object.dn());
-    if (newRdn.find('=') == std::string::npos) {
-      KESH_THROW(LDAPException, LDAP_RC_INVALID_DN_SYNTAX, "Invalid DN syntax");
-    }
-    std::string parent = e.parent;
-    std::string newDn = d.relocate(view, e.key, newRdn, parent);
-    Follow(object, d, newDn);
+    NamedOperation("rename", object.dn(), [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      Entry& e = d.resolveIn(view, object.dn());
+      if (newRdn.find('=') == std::string::npos) {
+        KESH_THROW(LDAPException, LDAP_RC_INVALID_DN_SYNTAX, "Invalid DN syntax: new RDN %s",
+                   newRdn.c_str());
+      }
+      std::string parent = e.parent;
+      std::string newDn = d.relocate(view, e.key, newRdn, parent);
+      Follow(object, d, newDn);
+    });
   }
 
   void update(ADObject& object, int mode) override {
-    Directory& d = Directory::instance();
-    auto lock = d.lock();
-    View view = Begin(d, *conn_);
-    Entry& e = d.resolveIn(view, object.dn());
-    std::vector<Change> changes;
-    for (const auto& a : object.attributes()) {
-      if (!a.second.changed() || IsInternal(a.first)) continue;
-      // Adding or deleting no values is no change (deleting a whole attribute is a replace
-      // without values).
-      if ((mode == 0 || mode == 1) && a.second.empty()) continue;
-      changes.push_back(Change{a.first, a.second.values()});
-    }
-    if (!changes.empty()) d.modify(view, e.key, mode, changes, sdFlags);
+    NamedOperation("modify", object.dn(), [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      Entry& e = d.resolveIn(view, object.dn());
+      std::vector<Change> changes;
+      for (const auto& a : object.attributes()) {
+        if (!a.second.changed() || IsInternal(a.first)) continue;
+        // Adding or deleting no values is no change (deleting a whole attribute is a
+        // replace without values).
+        if ((mode == 0 || mode == 1) && a.second.empty()) continue;
+        changes.push_back(Change{a.first, a.second.values()});
+      }
+      if (!changes.empty()) d.modify(view, e.key, mode, changes, sdFlags);
+    });
     object.clearChanged();
   }
 
   void remove(ADObject& object, bool tree) override {
-    Directory& d = Directory::instance();
-    auto lock = d.lock();
-    View view = Begin(d, *conn_);
-    Entry& e = d.resolveIn(view, object.dn());
-    d.remove(view, e.key, tree);
+    NamedOperation("delete", object.dn(), [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      Entry& e = d.resolveIn(view, object.dn());
+      d.remove(view, e.key, tree);
+    });
   }
 
   std::string domainName() override { return domain_; }
@@ -300,17 +317,20 @@ class MemoryBinding : public ADBinding {
   void prepareWrite() override {}
 
   void getAttributeValues(ADObject& object, const std::string& name, int) override {
-    Directory& d = Directory::instance();
-    auto lock = d.lock();
-    View view = Begin(d, *conn_);
-    Entry& e = d.resolveIn(view, object.dn());
     std::string attr = DN::unescapeDNString(name);
-    std::vector<std::string> values = d.allValues(e, attr);
-    if (strcasecmp(attr.c_str(), "nTSecurityDescriptor") == 0 && !values.empty()) {
-      const char* one[] = {"nTSecurityDescriptor", nullptr};
-      ADObject sd = d.toObject(e, AttrRequest::from(one), sdFlags);
-      values = sd["nTSecurityDescriptor"].values();
-    }
+    std::vector<std::string> values = NamedOperation("search", object.dn(), [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      Entry& e = d.resolveIn(view, object.dn());
+      std::vector<std::string> all = d.allValues(e, attr);
+      if (strcasecmp(attr.c_str(), "nTSecurityDescriptor") == 0 && !all.empty()) {
+        const char* one[] = {"nTSecurityDescriptor", nullptr};
+        ADObject sd = d.toObject(e, AttrRequest::from(one), sdFlags);
+        all = sd["nTSecurityDescriptor"].values();
+      }
+      return all;
+    });
     ADAttribute& a = object[attr];
     a.setValues(values);
     a.setIncomplete(false);
@@ -318,15 +338,22 @@ class MemoryBinding : public ADBinding {
   }
 
   void move(ADObject& object, const std::string& newParent) override {
-    Directory& d = Directory::instance();
-    auto lock = d.lock();
-    View view = Begin(d, *conn_);
-    Entry& e = d.resolveIn(view, object.dn());
-    std::string key = e.key;
-    std::string rdn = DN::rdn(e.dn);
-    Entry& parent = d.resolveIn(view, newParent);
-    std::string newDn = d.relocate(view, key, rdn, parent.key);
-    Follow(object, d, newDn);
+    NamedOperation("move", object.dn(), [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      Entry& e = d.resolveIn(view, object.dn());
+      std::string key = e.key;
+      std::string rdn = DN::rdn(e.dn);
+      // As AD answers a move below a parent that does not exist.
+      Entry* parent = d.find(d.resolve(newParent));
+      if (parent == nullptr || !d.inView(view, *parent)) {
+        KESH_THROW(LDAPException, LDAP_RC_NO_SUCH_OBJECT, "No such object: new parent %s",
+                   newParent.c_str());
+      }
+      std::string newDn = d.relocate(view, key, rdn, parent->key);
+      Follow(object, d, newDn);
+    });
   }
 
   int domainLevel() override { return Level("domainFunctionality"); }
@@ -339,8 +366,10 @@ class MemoryBinding : public ADBinding {
            strcasecmp(name.c_str(), "_objectCategory") == 0;
   }
 
-  [[noreturn]] static void NoSuchObject() {
-    KESH_THROW(LDAPException, LDAP_RC_NO_SUCH_OBJECT, "No such object");
+  // The object exists but does not match the filter of a read: to the caller it is not there.
+  [[noreturn]] static void NoMatch(const std::string& filter) {
+    KESH_THROW(LDAPException, LDAP_RC_NO_SUCH_OBJECT, "No such object: no match for %s",
+               filter.c_str());
   }
 
   // The object's DN and naming attributes follow a rename or move.

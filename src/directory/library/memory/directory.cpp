@@ -55,7 +55,9 @@ const char* RcText(int rc) {
   }
 }
 
-// Throws the LDAPException of `rc`, its text followed by the detail (a DN, usually).
+// Throws the LDAPException of `rc`, its text followed by the detail, as a server's
+// diagnostic follows it. The binding names the operation and its DN in front; a detail
+// names what else is at fault (an attribute, a parent, a value).
 [[noreturn]] void Fail(int rc, const std::string& detail = std::string()) {
   if (detail.empty()) KESH_THROW(LDAPException, rc, "%s", RcText(rc));
   KESH_THROW(LDAPException, rc, "%s: %s", RcText(rc), detail.c_str());
@@ -436,14 +438,14 @@ std::string Directory::resolve(const std::string& text) {
     }
     Fail(LDAP_RC_INVALID_DN_SYNTAX);
   }
-  if (!DN::isDN(text)) Fail(LDAP_RC_INVALID_DN_SYNTAX, text);
+  if (!DN::isDN(text)) Fail(LDAP_RC_INVALID_DN_SYNTAX);
   std::string key = DN::normalize(text);
   return entries_.count(key) ? key : std::string();
 }
 
 Entry& Directory::resolveIn(const View& view, const std::string& text) {
   Entry* e = find(resolve(text));
-  if (!e || !inView(view, *e)) Fail(LDAP_RC_NO_SUCH_OBJECT, text);
+  if (!e || !inView(view, *e)) Fail(LDAP_RC_NO_SUCH_OBJECT);
   return *e;
 }
 
@@ -714,13 +716,13 @@ std::string Directory::canonicalLinkValue(const std::string& value, bool relaxed
   std::string key;
   try {
     key = resolve(value);
-  } catch (const LDAPException&) {
+  } catch (const LDAPException& e) {
     if (relaxed) return value;
-    throw;
+    Fail(e.rc(), "link value " + value);
   }
   if (key.empty()) {
     if (relaxed) return value;
-    Fail(LDAP_RC_NO_SUCH_OBJECT);
+    Fail(LDAP_RC_NO_SUCH_OBJECT, "link value " + value);
   }
   return entries_.at(key).dn;
 }
@@ -757,30 +759,30 @@ void Directory::storePasswords(const AttrStore& attrs, const std::string& key,
 
 void Directory::add(const View* view, const std::string& dnText, AttrStore attrs, int sdFlags,
                     bool relaxed) {
-  if (dnText.empty() || dnText[0] == '<' || !DN::isDN(dnText))
-    Fail(LDAP_RC_INVALID_DN_SYNTAX, dnText);
+  if (dnText.empty() || dnText[0] == '<' || !DN::isDN(dnText)) Fail(LDAP_RC_INVALID_DN_SYNTAX);
   std::string key = DN::normalize(dnText);
-  if (entries_.count(key)) Fail(LDAP_RC_ALREADY_EXISTS, dnText);
+  if (entries_.count(key)) Fail(LDAP_RC_ALREADY_EXISTS);
   std::string parentText = DN::parent(dnText);
   std::string parentKey = parentText.empty() ? std::string() : DN::normalize(parentText);
   Entry* parent = parentKey.empty() ? nullptr : find(parentKey);
   // Only the head of a naming context may stand without a parent, and only in a fixture.
   bool head =
       HasClass(attrs, "domainDNS") || HasClass(attrs, "configuration") || HasClass(attrs, "dMD");
-  if (!parent && !(relaxed && head)) Fail(LDAP_RC_NO_SUCH_OBJECT, dnText);
-  if (parent && view && !inView(*view, *parent)) Fail(LDAP_RC_NO_SUCH_OBJECT, dnText);
+  // As AD: no object without its parent (and none below a parent the binding cannot see).
+  if ((!parent && !(relaxed && head)) || (parent && view && !inView(*view, *parent)))
+    Fail(LDAP_RC_NO_SUCH_OBJECT, "parent " + parentText + " does not exist");
 
   attrs.erase("distinguishedName");
   attrs.erase("_objectCategory");
   for (auto it = attrs.begin(); it != attrs.end();) {
     it = it->second.empty() ? attrs.erase(it) : std::next(it);
   }
-  if (!Find(attrs, "objectClass")) Fail(kObjectClassViolation, dnText);
+  if (!Find(attrs, "objectClass")) Fail(kObjectClassViolation, "no objectClass");
   if (!relaxed) {
     for (const auto& a : attrs) {
       if (IsSystemAttribute(a.first) &&
           !(EqualNoCase(a.first, "objectSid") && HasClass(attrs, "foreignSecurityPrincipal")))
-        Fail(LDAP_RC_UNWILLING_TO_PERFORM, dnText);
+        Fail(LDAP_RC_UNWILLING_TO_PERFORM, "attribute " + a.first + " is set by the directory");
     }
   }
 
@@ -794,7 +796,8 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   e.parent = parent ? parentKey : std::string();
   attrs["objectClass"] = ExpandClasses(attrs["objectClass"]);
   if (const std::vector<std::string>* given = Find(attrs, rdnType)) {
-    if (!EqualNoCase(given->front(), rdnValue)) Fail(kNamingViolation, dnText);
+    if (!EqualNoCase(given->front(), rdnValue))
+      Fail(kNamingViolation, "attribute " + rdnType + " differs from the RDN");
   }
   attrs[rdnType] = {rdnValue};
   attrs["name"] = {rdnValue};
@@ -822,7 +825,7 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   const Domain* domain = domainOfKey(key);
 
   if (!Find(attrs, "objectGUID")) attrs["objectGUID"] = {Guid::generate().toBytes()};
-  if (attrs["objectGUID"].front().size() != 16) Fail(kInvalidSyntax, dnText);
+  if (attrs["objectGUID"].front().size() != 16) Fail(kInvalidSyntax, "attribute objectGUID");
 
   std::string cls = MostSpecificClass(attrs["objectClass"]);
   if (EqualNoCase(cls, "foreignSecurityPrincipal")) {
@@ -830,7 +833,7 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
       try {
         attrs["objectSid"] = {SID(rdnValue).toBytes()};
       } catch (const std::exception&) {
-        Fail(kNamingViolation, dnText);
+        Fail(kNamingViolation, "the RDN of a foreign security principal is a SID");
       }
     }
   } else if (IsSecurityPrincipalClass(cls) && domain && domain->key != key) {
@@ -851,10 +854,11 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
     try {
       SID::fromBytes(sid->front());
     } catch (const std::exception&) {
-      Fail(kInvalidSyntax, dnText);
+      Fail(kInvalidSyntax, "attribute objectSid");
     }
     auto other = sidIndex_.find(sid->front());
-    if (other != sidIndex_.end() && !relaxed) Fail(LDAP_RC_ALREADY_EXISTS, dnText);
+    if (other != sidIndex_.end() && !relaxed)
+      Fail(LDAP_RC_ALREADY_EXISTS, "objectSid of " + entries_.at(other->second).dn);
   }
 
   std::string now = GeneralizedTime();
@@ -877,7 +881,8 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   std::string samType = SamAccountType(attrs);
   if (!samType.empty() && !Find(attrs, "sAMAccountType")) attrs["sAMAccountType"] = {samType};
   if (const std::vector<std::string>* sam = Find(attrs, "sAMAccountName")) {
-    if (samIndex_.count(e.nc + "\n" + Lower(sam->front()))) Fail(LDAP_RC_ALREADY_EXISTS, dnText);
+    if (samIndex_.count(e.nc + "\n" + Lower(sam->front())))
+      Fail(LDAP_RC_ALREADY_EXISTS, "sAMAccountName " + sam->front() + " is in use");
   }
 
   for (auto& a : attrs) {
@@ -917,7 +922,7 @@ void Directory::modify(const View& view, const std::string& key, int mode,
   for (const Change& c : changes) {
     if (EqualNoCase(c.name, "distinguishedName") || EqualNoCase(c.name, "_objectCategory"))
       continue;
-    if (IsSystemAttribute(c.name)) Fail(LDAP_RC_UNWILLING_TO_PERFORM, e.dn + ": " + c.name);
+    if (IsSystemAttribute(c.name)) Fail(LDAP_RC_UNWILLING_TO_PERFORM, "attribute " + c.name);
     bool bytes = IsBinaryAttribute(c.name);
     std::vector<std::string> values = c.values;
     if (!BackLinkOf(c.name).empty()) {
@@ -925,7 +930,7 @@ void Directory::modify(const View& view, const std::string& key, int mode,
       for (std::string& v : values) v = canonicalLinkValue(v, false);
     }
     if (EqualNoCase(c.name, "nTSecurityDescriptor")) {
-      if (mode == 1 || values.empty()) Fail(LDAP_RC_UNWILLING_TO_PERFORM, e.dn + ": " + c.name);
+      if (mode == 1 || values.empty()) Fail(LDAP_RC_UNWILLING_TO_PERFORM, "attribute " + c.name);
       std::string stored = First(attrs, "nTSecurityDescriptor");
       if (stored.empty()) stored = defaultSecurityDescriptor(domainOfKey(key));
       attrs["nTSecurityDescriptor"] = {mergeSecurityDescriptor(stored, values.front(), sdFlags)};
@@ -934,17 +939,17 @@ void Directory::modify(const View& view, const std::string& key, int mode,
     if (EqualNoCase(c.name, rdnType) || EqualNoCase(c.name, "name")) {
       bool same =
           (mode == 2 || mode == -1) && values.size() == 1 && EqualNoCase(values[0], rdnValue);
-      if (!same) Fail(kNotAllowedOnRdn, e.dn + ": " + c.name);
+      if (!same) Fail(kNotAllowedOnRdn, "attribute " + c.name);
       continue;
     }
     std::vector<std::string>& have = attrs[c.name];
     if (mode == 0) {
       for (const std::string& v : values) {
-        if (HasValue(have, v, bytes)) Fail(kTypeOrValueExists, e.dn + ": " + c.name);
+        if (HasValue(have, v, bytes)) Fail(kTypeOrValueExists, "attribute " + c.name);
         have.push_back(v);
       }
     } else if (mode == 1) {
-      if (have.empty()) Fail(LDAP_RC_NO_SUCH_ATTRIBUTE, e.dn + ": " + c.name);
+      if (have.empty()) Fail(LDAP_RC_NO_SUCH_ATTRIBUTE, "attribute " + c.name);
       if (values.empty()) {
         have.clear();
       }
@@ -952,7 +957,7 @@ void Directory::modify(const View& view, const std::string& key, int mode,
         auto it = std::find_if(have.begin(), have.end(), [&](const std::string& x) {
           return bytes ? x == v : EqualNoCase(x, v);
         });
-        if (it == have.end()) Fail(LDAP_RC_NO_SUCH_ATTRIBUTE, e.dn + ": " + c.name);
+        if (it == have.end()) Fail(LDAP_RC_NO_SUCH_ATTRIBUTE, "attribute " + c.name);
         have.erase(it);
       }
     } else {
@@ -963,11 +968,12 @@ void Directory::modify(const View& view, const std::string& key, int mode,
     }
     if (have.empty()) attrs.erase(c.name);
     if (EqualNoCase(c.name, "objectClass") && !Find(attrs, "objectClass"))
-      Fail(kObjectClassViolation, e.dn);
+      Fail(kObjectClassViolation, "no objectClass");
   }
   if (const std::vector<std::string>* sam = Find(attrs, "sAMAccountName")) {
     auto it = samIndex_.find(e.nc + "\n" + Lower(sam->front()));
-    if (it != samIndex_.end() && it->second != key) Fail(LDAP_RC_ALREADY_EXISTS, e.dn);
+    if (it != samIndex_.end() && it->second != key)
+      Fail(LDAP_RC_ALREADY_EXISTS, "sAMAccountName " + sam->front() + " is in use");
   }
   attrs["whenChanged"] = {GeneralizedTime()};
   attrs["uSNChanged"] = {nextUsn()};
@@ -987,21 +993,22 @@ void Directory::collectSubtree(const std::string& key, std::vector<std::string>&
 std::string Directory::relocate(const View& view, std::string key, const std::string& newRdn,
                                 std::string newParentKey) {
   Entry& root = entries_.at(key);
-  if (root.ncHead) Fail(LDAP_RC_UNWILLING_TO_PERFORM, root.dn);
+  if (root.ncHead) Fail(LDAP_RC_UNWILLING_TO_PERFORM, "the head of a naming context");
   std::string rdnType, rdnValue;
   SplitRdn(newRdn, rdnType, rdnValue);
   std::string oldType, oldValue;
   SplitRdn(DN::rdn(root.dn), oldType, oldValue);
-  if (!EqualNoCase(rdnType, oldType)) Fail(kNamingViolation, root.dn);
+  if (!EqualNoCase(rdnType, oldType)) Fail(kNamingViolation, "the RDN type is " + oldType);
   Entry& parent = entries_.at(newParentKey);
-  if (!inView(view, parent) || parent.nc != root.nc) Fail(LDAP_RC_UNWILLING_TO_PERFORM, root.dn);
+  if (!inView(view, parent) || parent.nc != root.nc)
+    Fail(LDAP_RC_UNWILLING_TO_PERFORM, "new parent " + parent.dn + " is in another naming context");
   std::string newDn = newRdn + "," + parent.dn;
-  if (!DN::isDN(newDn)) Fail(LDAP_RC_INVALID_DN_SYNTAX, root.dn);
+  if (!DN::isDN(newDn)) Fail(LDAP_RC_INVALID_DN_SYNTAX, newDn);
   std::string newKey = DN::normalize(newDn);
-  if (newKey != key && entries_.count(newKey)) Fail(LDAP_RC_ALREADY_EXISTS, root.dn);
+  if (newKey != key && entries_.count(newKey)) Fail(LDAP_RC_ALREADY_EXISTS, newDn);
   // Not below itself.
   for (std::string p = newParentKey; !p.empty(); p = entries_.at(p).parent) {
-    if (p == key) Fail(LDAP_RC_UNWILLING_TO_PERFORM, root.dn);
+    if (p == key) Fail(LDAP_RC_UNWILLING_TO_PERFORM, "new parent below the object");
   }
 
   std::vector<std::string> subtree;
@@ -1062,8 +1069,8 @@ std::string Directory::relocate(const View& view, std::string key, const std::st
 void Directory::remove(const View& view, std::string key, bool tree) {
   Entry& e = entries_.at(key);
   (void)view;
-  if (!e.children.empty() && !tree) Fail(LDAP_RC_NOT_ALLOWED_ON_NONLEAF, e.dn);
-  if (e.ncHead) Fail(LDAP_RC_UNWILLING_TO_PERFORM, e.dn);
+  if (!e.children.empty() && !tree) Fail(LDAP_RC_NOT_ALLOWED_ON_NONLEAF);
+  if (e.ncHead) Fail(LDAP_RC_UNWILLING_TO_PERFORM, "the head of a naming context");
   std::vector<std::string> subtree;
   collectSubtree(key, subtree);
   entries_.at(e.parent).children.erase(e.seq);

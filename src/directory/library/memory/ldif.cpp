@@ -232,7 +232,8 @@ void Directory::loadLdif(const std::string& text) {
     try {
       add(nullptr, r.dn, std::move(attrs), SD_FLAG_OWNER | SD_FLAG_GROUP | SD_FLAG_DACL, true);
     } catch (const LDAPException& e) {
-      KESH_THROW(LDAPException, e.rc(), "%s (LDIF line %d)", e.what(), r.line);
+      KESH_THROW(LDAPException, e.rc(), "%s: %s (LDIF line %d)",
+                 OperationLabel("add", r.dn).c_str(), e.what(), r.line);
     }
   }
 }

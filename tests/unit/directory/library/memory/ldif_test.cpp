@@ -143,11 +143,13 @@ TEST_F(LdifDirectoryTest, LoaderErrorsNameTheEntry) {
     const char* message;
   } cases[] = {
       {"dn: CN=x,CN=Nowhere,DC=example,DC=test\nobjectClass: user\n", 32,
-       "No such object: CN=x,CN=Nowhere,DC=example,DC=test (LDIF line 1)"},
+       "add CN=x,CN=Nowhere,DC=example,DC=test: No such object: parent "
+       "CN=Nowhere,DC=example,DC=test does not exist (LDIF line 1)"},
       {"dn: CN=Users,DC=example,DC=test\nobjectClass: container\n", 68,
-       "Already exists: CN=Users,DC=example,DC=test (LDIF line 1)"},
+       "add CN=Users,DC=example,DC=test: Already exists (LDIF line 1)"},
       {"\n\ndn: CN=y,CN=Users,DC=example,DC=test\ndescription: no class\n", 65,
-       "Object class violation: CN=y,CN=Users,DC=example,DC=test (LDIF line 3)"},
+       "add CN=y,CN=Users,DC=example,DC=test: Object class violation: no objectClass (LDIF line "
+       "3)"},
   };
   for (const auto& c : cases) {
     try {
