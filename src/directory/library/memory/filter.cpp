@@ -166,8 +166,9 @@ class Parser {
       f.kind = Filter::EQUAL;
       f.value = Unescape(value);
     }
-    if (!ValidAttribute(attr)) BadFilter();
     f.attribute = StripOptions(attr);
+    // Options (";binary") need an attribute type before them.
+    if (!ValidAttribute(attr) || f.attribute.empty()) BadFilter();
     return f;
   }
 

@@ -139,6 +139,8 @@ TEST(FilterTest, MalformedFiltersAreServerErrors) {
       "(cn=x",      "cn=x)",     "(&(cn=x)",     "(!(cn=x)(cn=y))", "(=x)",        "(cn=a(b)",
       "(cn=a\\zz)", "(cn=a\\4)", "(cn=x)(cn=y)", "((cn=x))",        "(cn=x) junk", "(c n=x)",
       "()",         "(!)",       "(cn:=x)",      "(&(cn=x)y)",      "(cn=abc\\",   "(cn=a*b(c)",
+      // Options without an attribute type.
+      ";=",         "(;binary=x)", "(;x=*)",
   };
   for (const char* f : bad) {
     try {
