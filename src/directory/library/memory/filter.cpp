@@ -64,6 +64,15 @@ bool ValidAttribute(const std::string& name) {
   return true;
 }
 
+// A matching rule: an OID ("1.2.840.113556.1.4.803") or a name ("caseIgnoreMatch").
+bool ValidRule(const std::string& rule) {
+  if (rule.empty()) return false;
+  for (char c : rule) {
+    if (!isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '.') return false;
+  }
+  return true;
+}
+
 std::string StripOptions(const std::string& name) {
   size_t semi = name.find(';');
   return semi == std::string::npos ? name : name.substr(0, semi);
@@ -147,7 +156,7 @@ class Parser {
       std::string rest = attr.substr(colon + 1);
       attr = attr.substr(0, colon);
       if (rest.size() > 3 && strncasecmp(rest.c_str(), "dn:", 3) == 0) rest = rest.substr(3);
-      if (rest.empty() || strcasecmp(rest.c_str(), "dn") == 0) BadFilter();
+      if (!ValidRule(rest) || strcasecmp(rest.c_str(), "dn") == 0) BadFilter();
       f.kind = Filter::EXTENSIBLE;
       f.rule = rest;
       f.value = Unescape(value);

@@ -141,6 +141,8 @@ TEST(FilterTest, MalformedFiltersAreServerErrors) {
       "()",         "(!)",       "(cn:=x)",      "(&(cn=x)y)",      "(cn=abc\\",   "(cn=a*b(c)",
       // Options without an attribute type.
       ";=",         "(;binary=x)", "(;x=*)",
+      // A matching rule is an OID or a name.
+      "cn:a(b:=x",  "(cn:1.2#3:=x)", "(cn:dn:a b:=x)",
   };
   for (const char* f : bad) {
     try {
