@@ -131,8 +131,8 @@ void ACEntry::serialize(NetBuf& out) const {
 
 void ACList::serialize(NetBuf& out, const char* name) const {
   if (aces.size() > MAX_ACE_COUNT) {
-    KESH_THROW(BadDataException, 0, "%s has too many ACEs: %zu (at most %zu)", name,
-               aces.size(), MAX_ACE_COUNT);
+    KESH_THROW(BadDataException, 0, "%s has too many ACEs: %zu (at most %zu)", name, aces.size(),
+               MAX_ACE_COUNT);
   }
   uint8_t rev = revision;
   for (const ACEntry& ace : aces) {

@@ -300,10 +300,10 @@ TEST(SddlTest, RightsKeepEveryBit) {
       {0x10, "RP"},
       {0xF01FF, "SDRCWDWOCCDCLCSWRPWPDTLOCR"},
       {0xF0000000, "GRGWGXGA"},
-      {0x100000, "0x100000"},             // synchronize
-      {0x1000000, "0x1000000"},           // access system security
-      {0x100010, "0x100010"},             // a coded bit beside a code-less one
-      {0x200, "0x200"},                   // the bit above CR
+      {0x100000, "0x100000"},    // synchronize
+      {0x1000000, "0x1000000"},  // access system security
+      {0x100010, "0x100010"},    // a coded bit beside a code-less one
+      {0x200, "0x200"},          // the bit above CR
       {0xFFFFFFFF, "0xffffffff"},
       {0xF01FF | 0x100000, "0x1f01ff"},
   };
@@ -421,8 +421,9 @@ TEST(SddlTest, PlaceholderDomainIsReplacedByFixSD) {
   EXPECT_EQ(sd->dacl.aces[2].sid.toMSString(), "S-1-1-0");
   // Written for the same domain, the codes read the same after the fix; the other
   // domain's SID stays a SID.
-  EXPECT_EQ(SDToString(sd, domain),
-            "O:DAG:S-1-5-21-100-200-300-1234D:(A;;GA;;;EA)(A;;GR;;;S-1-5-21-9-9-9-512)(A;;GR;;;WD)");
+  EXPECT_EQ(
+      SDToString(sd, domain),
+      "O:DAG:S-1-5-21-100-200-300-1234D:(A;;GA;;;EA)(A;;GR;;;S-1-5-21-9-9-9-512)(A;;GR;;;WD)");
 
   // A null domain or SID changes nothing.
   EXPECT_EQ(FixSid(kesh::SID("S-1-5-21-0-0-0-512"), kesh::SID()).toMSString(),
