@@ -791,6 +791,8 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   std::string rdn = DN::rdn(dnText);
   SplitRdn(rdn, rdnType, rdnValue);
   rdnType = Lower(rdnType);  // the naming attributes' names are lower case: cn, ou, dc, ...
+  // "dn" is no attribute: a dump could not write one, since LDIF names the entry with it.
+  if (rdnType == "dn") Fail(kNamingViolation, "dn names no attribute");
   e.dn = parent ? rdn + "," + parent->dn : dnText;
   e.key = key;
   e.parent = parent ? parentKey : std::string();

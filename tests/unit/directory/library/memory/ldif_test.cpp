@@ -150,6 +150,10 @@ TEST_F(LdifDirectoryTest, LoaderErrorsNameTheEntry) {
       {"\n\ndn: CN=y,CN=Users,DC=example,DC=test\ndescription: no class\n", 65,
        "add CN=y,CN=Users,DC=example,DC=test: Object class violation: no objectClass (LDIF line "
        "3)"},
+      // LDIF keeps "dn" for the entry's name: no attribute may have it, so no RDN either.
+      {"dn: dn=x,CN=Users,DC=example,DC=test\nobjectClass: container\n", 64,
+       "add dn=x,CN=Users,DC=example,DC=test: Naming violation: dn names no attribute (LDIF "
+       "line 1)"},
   };
   for (const auto& c : cases) {
     try {
