@@ -26,8 +26,9 @@ target_compile_definitions(zs_test_support PUBLIC
   ZS_FIXTURES_DIR="${CMAKE_SOURCE_DIR}/tests/fixtures")
 
 # Unit tests: tests/unit/<subsystem>/<unit>_test.cpp, one program each. Tests of the
-# directory library link only the library (and, under memory/, the in-memory backend), so
-# that they build before the layers above exist; all others link the whole system.
+# directory library link only the library (and, under memory/, the in-memory backend);
+# tests of the logic link it with the in-memory backend and no Tcl, installing a session of
+# their own; only tests under script/ link Tcl and load the package into an interpreter.
 file(GLOB_RECURSE ZS_UNIT_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/unit/*_test.cpp)
 foreach(src ${ZS_UNIT_TESTS})
   file(RELATIVE_PATH rel ${CMAKE_SOURCE_DIR}/tests/unit ${src})
@@ -38,6 +39,9 @@ foreach(src ${ZS_UNIT_TESTS})
     target_link_libraries(${name} PRIVATE zs_backend_memory zs_library GTest::gtest_main)
   elseif(rel MATCHES "^directory/library/")
     target_link_libraries(${name} PRIVATE zs_library GTest::gtest_main)
+  elseif(NOT rel MATCHES "^script/")
+    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/unit)
+    target_link_libraries(${name} PRIVATE zs_logic zs_backend_memory zs_library GTest::gtest_main)
   else()
     target_link_libraries(${name} PRIVATE zs_test_support GTest::gtest_main)
   endif()

@@ -1,11 +1,14 @@
 #include "directory/cache.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/predicate.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <map>
 #include <string>
@@ -15,9 +18,6 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/sqlite.h"
 #include "directory/principal.h"
-#include "script/args.h"
-#include "script/context.h"
-#include "script/cpptcl.h"
 
 using boost::algorithm::starts_with;
 using boost::algorithm::to_lower_copy;
@@ -41,17 +41,55 @@ const char* const kStatementSql[] = {
 };
 
 // SQLite open flags: read-write, and create.
+constexpr int kOpenReadOnly = 1;
 constexpr int kOpenReadWrite = 2;
 constexpr int kOpenReadWriteCreate = 6;
 
 bool IsPerson(const kesh::ADObject& object) { return object.category() == "Person"; }
 
-// Trace lines go to the interpreter's standard output, in order with the script's own.
-void Trace(bool on, const std::string& line) {
-  if (on) WriteStdout(line + "\n");
+// Whether the existing file `path` may serve as, or be replaced by, a cache database: an
+// empty regular file, or a SQLite database that holds the object table.
+bool IsCacheFile(const std::string& path, const struct stat& st) {
+  if (!S_ISREG(st.st_mode)) return false;
+  if (st.st_size == 0) return true;
+  static const char kMagic[] = "SQLite format 3";  // with its NUL: 16 bytes
+  char header[sizeof kMagic] = {};
+  FILE* file = fopen(path.c_str(), "rb");
+  if (file == nullptr) return false;
+  size_t got = fread(header, 1, sizeof header, file);
+  fclose(file);
+  if (got != sizeof header || memcmp(header, kMagic, sizeof header) != 0) return false;
+  try {
+    Sqlite::DB db = Sqlite::DB::Open(path, kOpenReadOnly);
+    db.prepare("select [id],[data],[dn],[sid],[name],[guid] from [object] limit 0;");
+    return true;
+  } catch (const KESHException&) {
+    return false;
+  }
+}
+
+// A new, empty file at `path`, readable and writable by its owner only whatever the umask.
+void CreatePrivateFile(const std::string& path) {
+  int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (fd < 0) {
+    KESH_THROW(kesh::BadDataException, 0, "Cannot create cache file %s: %s", path.c_str(),
+               strerror(errno));
+  }
+  int rc = fchmod(fd, S_IRUSR | S_IWUSR);
+  int error = errno;
+  close(fd);
+  if (rc != 0) {
+    unlink(path.c_str());
+    KESH_THROW(kesh::BadDataException, 0, "Cannot create cache file %s: %s", path.c_str(),
+               strerror(error));
+  }
 }
 
 }  // namespace
+
+void Cache::traceLine(const std::string& line) {
+  if (trace && traceSink_) traceSink_(line);
+}
 
 Cache::~Cache() {
   // Statements are finalised before their database closes.
@@ -89,23 +127,39 @@ std::string Cache::ComputeAttrHash(kesh::AttrList attrs) {
 
 void Cache::open(const std::string& path, bool keep) {
   struct stat st;
-  for (auto& statement : statements_) statement.reset();
-  db.reset();
-  if (!keep || stat(path.c_str(), &st) != 0) {
-    // A fresh file each time: whatever an earlier run left is gone.
-    unlink(path.c_str());
-    Sqlite::DB::Create(path, kSchema, kOpenReadWrite);
-    db = std::make_shared<Sqlite::DB>(path, kOpenReadWrite);
-  } else {
-    db = std::make_shared<Sqlite::DB>(Sqlite::DB::Open(path, kOpenReadWriteCreate));
+  const bool exists = stat(path.c_str(), &st) == 0;
+  if (exists && !IsCacheFile(path, st)) {
+    KESH_THROW(kesh::BadDataException, 0, "%s is not a cache database; it was left as it is",
+               path.c_str());
   }
+  // Everything is set up aside and taken over only when it all worked, so a refused open
+  // leaves the cache as it was.
+  std::shared_ptr<Sqlite::DB> opening;
+  if (!keep || !exists) {
+    // A fresh file each time: whatever an earlier run left is gone.
+    if (exists) unlink(path.c_str());
+    CreatePrivateFile(path);
+    try {
+      opening = std::make_shared<Sqlite::DB>(path, kOpenReadWrite);
+      opening->execute(kSchema);
+    } catch (const KESHException&) {
+      opening.reset();
+      unlink(path.c_str());
+      throw;
+    }
+  } else {
+    opening = std::make_shared<Sqlite::DB>(Sqlite::DB::Open(path, kOpenReadWriteCreate));
+  }
+  // The cache trades durability for speed: it can always be rebuilt.
+  opening->execute("PRAGMA synchronous=OFF");
+  opening->execute("PRAGMA temp_store=MEMORY");
+  opening->execute("PRAGMA count_changes=OFF");
+  opening->execute("PRAGMA journal_mode=OFF");
+
+  for (auto& statement : statements_) statement.reset();
+  db = std::move(opening);
   memory = false;
   opened = true;
-  // The cache trades durability for speed: it can always be rebuilt.
-  db->execute("PRAGMA synchronous=OFF");
-  db->execute("PRAGMA temp_store=MEMORY");
-  db->execute("PRAGMA count_changes=OFF");
-  db->execute("PRAGMA journal_mode=OFF");
 }
 
 void Cache::clear() {
@@ -136,7 +190,7 @@ kesh::ADObject Cache::lookup(int index, const std::string& key) {
     object.deSerialize(false);
   }
   object.setIndexed(true);
-  Trace(trace, "cache hit " + key);
+  traceLine("cache hit " + key);
   return object;
 }
 
@@ -163,7 +217,7 @@ kesh::ADObject Cache::lookupUser(const std::string& name, kesh::AttrList attrs) 
 
 kesh::ADObjectList Cache::search(const std::string& filter, const std::string& base,
                                  kesh::AttrList) {
-  Trace(trace, "search " + filter + " " + base);
+  traceLine("search " + filter + " " + base);
   return kesh::ADObjectList();
 }
 
@@ -177,7 +231,8 @@ void Cache::cacheObject(kesh::ADObject object, kesh::AttrList attrs, const std::
     dn.clear();
   }
   if (!lookupDN(dn, attrs, suffix).empty()) return;
-  Trace(trace, "cache store " + dn);
+  traceLine("cache store " + dn);
+  // The trace may have turned the cache off or cleared it; storing now is still harmless.
 
   std::string hash = ComputeAttrHash(attrs);
   std::string dnKey = to_lower_copy(dn) + hash + suffix;
@@ -222,7 +277,7 @@ void Cache::cacheList(kesh::ADObjectList list, kesh::AttrList attrs) {
 
 void Cache::remove(const std::string& dn) {
   if (!opened) return;
-  Trace(trace, "cache remove " + dn);
+  traceLine("cache remove " + dn);
   if (!memory) {
     if (!db) return;
     std::shared_ptr<Sqlite::Statement> erase = getStatement(kDeleteDn, kStatementSql[kDeleteDn]);
@@ -237,6 +292,7 @@ void Cache::remove(const std::string& dn) {
        ++it) {
     keys.push_back(it->first);
   }
+  // Each step looks its entry up again: a trace line in between may have changed the store.
   for (const std::string& key : keys) {
     auto it = objects.find(key);
     if (it == objects.end()) continue;
@@ -250,40 +306,13 @@ void Cache::remove(const std::string& dn) {
 
 void Cache::eraseSecondary(const std::string& key) {
   std::string prefix = to_lower_copy(key) + ":";
-  auto it = objects.lower_bound(prefix);
-  while (it != objects.end() && starts_with(it->first, prefix)) {
-    Trace(trace, "cache erase " + it->first);
-    it = objects.erase(it);
+  std::vector<std::string> keys;
+  for (auto it = objects.lower_bound(prefix); it != objects.end() && starts_with(it->first, prefix);
+       ++it) {
+    keys.push_back(it->first);
   }
-}
-
-void CacheControl(const Tcl::object& args) {
-  std::map<std::string, SwitchDef> switches =
-      Switches({{"-memory"}, {"-file", true}, {"-keep"}, {"-trace"}});
-  std::vector<std::string> positional;
-  ParseArgs(switches, args, positional);
-  bool memoryMode = switches["-memory"].seen;
-  bool file = switches["-file"].seen;
-  bool keep = switches["-keep"].seen;
-  if (memoryMode && (file || keep)) throw Tcl::tcl_syntax_error("");
-  if (positional.size() != 1) throw Tcl::tcl_syntax_error("");
-
-  Cache& cache = *GetContextTab()->cache;
-  const std::string& word = positional[0];
-  if (word == "on") {
-    if (!cache.opened) {
-      if (file) {
-        cache.open(switches["-file"].value, keep);
-      } else {
-        cache.memory = true;
-        cache.opened = true;
-      }
-    }
-    cache.enabled = true;
-  } else if (word == "off") {
-    cache.enabled = false;
-  } else if (word == "clear") {
-    cache.clear();
+  for (const std::string& erased : keys) {
+    if (objects.erase(erased) == 0) continue;
+    traceLine("cache erase " + erased);
   }
-  cache.trace = switches["-trace"].seen;
 }

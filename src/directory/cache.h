@@ -8,6 +8,7 @@
 #define ZONESMITH_DIRECTORY_CACHE_H_
 
 #include <array>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -20,10 +21,6 @@ class DB;
 class Statement;
 }  // namespace Sqlite
 
-namespace Tcl {
-class object;
-}
-
 class Cache {
  public:
   Cache() = default;
@@ -31,7 +28,10 @@ class Cache {
   Cache(const Cache&) = delete;
   Cache& operator=(const Cache&) = delete;
 
-  // Sets up a SQLite store at `path`: a fresh file unless `keep` and the file exists.
+  // Sets up a SQLite store at `path`: a fresh file, readable by its owner only, unless
+  // `keep` and the file exists, when its entries are used as they are. Throws
+  // kesh::BadDataException, leaving the file and this cache as they were, when `path`
+  // exists and is not a cache database (an empty regular file counts as one).
   void open(const std::string& path, bool keep);
   // Empties the store.
   void clear();
@@ -51,6 +51,11 @@ class Cache {
   void remove(const std::string& dn);
   void eraseSecondary(const std::string& key);
 
+  // Where trace lines go (without their newline) while `trace` is set. The sink may run
+  // script code, even code that changes this cache: no operation holds an iterator or a
+  // reference into the store across a trace line.
+  void setTraceSink(std::function<void(const std::string&)> sink) { traceSink_ = std::move(sink); }
+
   static std::string ComputeAttrHash(kesh::AttrList attrs);
   static unsigned long adler32(const unsigned char* data, int length);
 
@@ -66,10 +71,10 @@ class Cache {
   std::shared_ptr<Sqlite::Statement> getStatement(int index, const char* sql);
   // The entry under `key`: from `objects` in memory mode, else through statement `index`.
   kesh::ADObject lookup(int index, const std::string& key);
+  void traceLine(const std::string& line);
+
+  std::function<void(const std::string&)> traceSink_;
   std::array<std::shared_ptr<Sqlite::Statement>, 5> statements_;
 };
-
-// Handler of `cache [-memory] [-file <name>] [-keep] [-trace] on|off|clear`.
-void CacheControl(const Tcl::object& args);
 
 #endif  // ZONESMITH_DIRECTORY_CACHE_H_

@@ -16,9 +16,7 @@
 #include "directory/library/kerberos.h"
 #include "directory/library/settings.h"
 #include "directory/library/thread_data.h"
-#include "script/args.h"
-#include "script/context.h"
-#include "script/cpptcl.h"
+#include "directory/session.h"
 
 using boost::algorithm::to_lower_copy;
 using boost::algorithm::to_upper_copy;
@@ -300,20 +298,19 @@ bool ValidateServer(std::shared_ptr<Logger> logger, const std::string& server, b
 
 }  // namespace kesh
 
-void FuncBind(const Tcl::object& args) {
-  std::map<std::string, SwitchDef> switches = Switches({{"-gc"}, {"-machine"}, {"-write"}});
-  std::vector<std::string> positional;
-  ParseArgs(switches, args, positional);
-  bool gc = switches["-gc"].seen;
-  bool machine = switches["-machine"].seen;
-  bool write = switches["-write"].seen;
-
-  if (machine && kesh::GetSetting(kesh::SETTING_DOMAIN_NAME, "", false).empty()) {
+void RequireJoinedMachine() {
+  if (kesh::GetSetting(kesh::SETTING_DOMAIN_NAME, "", false).empty()) {
     KESH_THROW(kesh::BadDataException, 0, "-machine requires that the machine be joined");
   }
-  if (positional.empty()) throw Tcl::tcl_syntax_error("");
+}
 
-  std::string word = to_lower_copy(positional[0]);
+void BindDomain(BindRequest& request) {
+  const bool gc = request.gc;
+  const bool machine = request.machine;
+  const bool write = request.write;
+  Shredder& password = request.password;
+  if (machine) RequireJoinedMachine();
+  std::string word = to_lower_copy(request.target);
   std::string server;
   std::string domain = word;
   size_t at = word.find('@');
@@ -323,19 +320,14 @@ void FuncBind(const Tcl::object& args) {
   }
 
   std::string user;
-  Shredder password;
   bool prompt = false;
-  if (positional.size() >= 2) {
+  if (request.userGiven) {
     if (machine) {
       KESH_THROW(kesh::BadDataException, 0, "-machine and <username> cannot be specified together");
     }
-    user = positional[1];
+    user = request.user;
     if (user.find('@') == std::string::npos) user += "@" + domain;
-    prompt = true;
-    if (positional.size() >= 3) {
-      password = positional[2];
-      prompt = false;
-    }
+    prompt = !request.passwordGiven;
   }
 
   // A password given by name lives in a MEMORY cache of its own, named after a tag that the

@@ -13,10 +13,6 @@
 #include "directory/library/logger.h"
 #include "directory/library/shredder.h"
 
-namespace Tcl {
-class object;
-}
-
 namespace kesh {
 
 // Where a credential cache name comes from.
@@ -82,7 +78,28 @@ int cli_gic_with_password_prompt_callback(_krb5_context* context, void* data,
 // The library's logger of that name for this thread.
 std::shared_ptr<kesh::Logger> getLogger(const char* name, bool reserved);
 
-// `bind [-gc] [-write] [-machine] <[server@]domain> [<user> [<password>]]`.
-void FuncBind(const Tcl::object& args);
+// What `bind` asks for: `target` is "[server@]domain"; a user may come with a password,
+// else the password is prompted for.
+struct BindRequest {
+  std::string target;
+  bool userGiven = false;
+  std::string user;
+  bool passwordGiven = false;
+  Shredder password;
+  bool gc = false;
+  bool machine = false;
+  bool write = false;
+};
+
+// Throws kesh::BadDataException "-machine requires that the machine be joined" when the
+// local agent names no domain.
+void RequireJoinedMachine();
+
+// Makes a binding to the request's domain (or its global catalog with `gc`) and enters it
+// into the session, replacing the connection of a binding to that domain in place. Wipes
+// the password. Throws kesh::BadDataException for -machine on a machine that is not joined
+// or with a user, kesh::NotFoundException when the named server did not answer, and what
+// the credentials and the connection throw; then the session is unchanged.
+void BindDomain(BindRequest& request);
 
 #endif  // ZONESMITH_DIRECTORY_CLI_ORLUTILS_H_

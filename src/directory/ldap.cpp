@@ -9,7 +9,7 @@
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/logger.h"
-#include "script/context.h"
+#include "directory/session.h"
 
 using boost::algorithm::to_lower_copy;
 
@@ -172,6 +172,7 @@ std::shared_ptr<MyBinding> GetGCBinding(const std::string& name) {
     it = tab.gcBindings.find(to_lower_copy(forest));
     if (it != tab.gcBindings.end()) return it->second;
   }
+  if (name.empty()) KESH_THROW(kesh::NotFoundException, 0, "No binding for GC");
   KESH_THROW(kesh::NotFoundException, 0, "No binding for GC in forest %s", name.c_str());
 }
 

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <map>
 
+#include "directory/cache.h"
 #include "directory/ldap.h"
 #include "directory/library/constants.h"
 #include "directory/library/dn.h"
@@ -17,7 +18,7 @@
 
 namespace {
 
-Tcl::interpreter& Interp() { return *GetContextTab()->interp; }
+Tcl::interpreter& Interp() { return SessionInterp(); }
 
 void RefuseNewObject() {
   if (GetContextTab()->objectIsNew) {
@@ -242,7 +243,10 @@ void RenameObject(const std::string& cn) {
   const std::string dn = tab.object.dn();
   const std::string parent = kesh::LDAPBinding::parent(dn);
   std::shared_ptr<MyBinding> binding = GetBindingForDN(dn);
-  const std::string newRdn = dn.substr(0, 3) + cn;
+  // The new name is a value: its commas, plus signs and the like are escaped, so that it
+  // can neither change the parent nor make a multi-valued RDN.
+  const std::string rdn = kesh::LDAPBinding::RDN(dn);
+  const std::string newRdn = rdn.substr(0, rdn.find('=') + 1) + kesh::DN::escapeRDNValue(cn);
   binding->rename(tab.object, newRdn);
   tab.object = binding->fetch(newRdn + "," + parent, nullptr, AD_ALL_OBJECTS);
 }
@@ -294,9 +298,12 @@ Tcl::object GetObjects(const Tcl::object& args) {
     }
   }
 
-  // All attributes are read, so that the cache learns each object under the same key that a
-  // later select_object of its DN asks for.
-  kesh::ADObjectList list = binding->search(filter, base, nullptr, scope, limit);
+  // With the cache on, all attributes are read, so that the cache learns each object under
+  // the same key that a later select_object of its DN asks for. Otherwise the DNs are all
+  // the command answers, and the server is asked for no attribute.
+  static const char* const kNoAttributes[] = {"1.1", nullptr};
+  kesh::AttrList attrs = GetContextTab()->cache->enabled ? nullptr : kNoAttributes;
+  kesh::ADObjectList list = binding->search(filter, base, attrs, scope, limit);
   Tcl::object result;
   for (kesh::ADObject& object : list) result.append(Interp(), Tcl::object(object.dn()));
   return result;

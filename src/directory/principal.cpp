@@ -7,7 +7,7 @@
 #include "directory/library/kerberos.h"
 #include "directory/library/shredder.h"
 #include "directory/library/strings.h"
-#include "script/context.h"
+#include "directory/session.h"
 
 namespace {
 
@@ -163,7 +163,7 @@ kesh::ADObject GetPrincipalBySid(kesh::SID& sid) {
     kesh::ADObject object = InternalGetObjectBySid(binding, sid);
     if (!object.empty()) return object;
   }
-  KESH_THROW(kesh::NotFoundException, 0, "could not find %s\n", sid.toMSString().c_str());
+  KESH_THROW(kesh::NotFoundException, 0, "could not find %s", sid.toMSString().c_str());
 }
 
 kesh::ADObject ScanBindings(std::vector<std::shared_ptr<MyBinding>>& bindings, std::string filter,

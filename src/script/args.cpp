@@ -11,8 +11,6 @@
 
 namespace {
 
-Tcl::interpreter& SessionInterp() { return *GetContextTab()->interp; }
-
 bool IsSwitchLike(const std::string& word) { return word.size() > 1 && word[0] == '-'; }
 
 std::string Lower(std::string text) {

@@ -13,11 +13,11 @@
 // them with Fixed(...) or Variadic(...).
 
 // directory: bindings, cache, generic objects, principals and utilities
-#include "directory/cache.h"
-#include "directory/cli_orlutils.h"
+#include "directory/bind_func.h"
+#include "directory/cache_func.h"
 #include "directory/ldap.h"
 #include "directory/obj_func.h"
-#include "directory/zsm_util.h"
+#include "directory/util_func.h"
 
 // zones: zone commands, NIS maps, right delegation
 
@@ -286,7 +286,7 @@ bool DefinesAlias(const std::string& name) {
 }  // namespace
 
 void LoadFuncs() {
-  Tcl::interpreter& interp = *GetContextTab()->interp;
+  Tcl::interpreter& interp = SessionInterp();
   for (const Row& row : Table()) {
     AddCommand(row.name, row.alias, row.usage, row.help);
     row.define(interp, row.name, row.name);

@@ -6,6 +6,7 @@
 
 #include "directory/library/exceptions.h"
 #include "script/args.h"
+#include "directory/cache.h"
 #include "script/context.h"
 #include "script/cpptcl.h"
 #include "script/funcs.h"
@@ -22,10 +23,14 @@ int Zonesmith_cpptcl_Init(Tcl::interpreter& interp) {
     Tcl_DeleteAssocData(raw, kContextKey);
   }
 
-  auto* tab = new ContextTab();
+  auto* tab = new ScriptSession();
   Tcl_SetAssocData(raw, kContextKey, CleanContextTab, tab);
   // The session keeps a wrapper of its own: the caller's may not outlive this call.
   tab->interp = std::make_shared<Tcl::interpreter>(raw, false);
+  // Trace lines of the cache go to the interpreter's standard output, in order with the
+  // script's own.
+  tab->cache->setTraceSink([](const std::string& line) { WriteStdout(line + "\n"); });
+  SetSessionProvider(SessionOfCurrentInterp);
 
   Tcl::SetCurrentInterp(raw);
   LoadFuncs();
@@ -36,19 +41,17 @@ int Zonesmith_cpptcl_Init(Tcl::interpreter& interp) {
 void CleanContextTab(ClientData data, Tcl_Interp*) {
   if (data == nullptr) return;
   // ~ContextTab closes the cache, then drops the saved frames, then the current frame.
-  delete static_cast<ContextTab*>(data);
+  delete static_cast<ScriptSession*>(data);
 }
 
-ContextTab* GetContextTab() {
+ContextTab* SessionOfCurrentInterp() {
   Tcl_Interp* interp = Tcl::interpreter::GetCurrentInterp();
-  if (interp == nullptr) KESH_THROW(kesh::SystemException, 0, "No current interpreter");
-  auto* tab = static_cast<ContextTab*>(Tcl_GetAssocData(interp, kContextKey, nullptr));
-  if (tab == nullptr) KESH_THROW(kesh::SystemException, 0, "No session in this interpreter");
-  return tab;
+  if (interp == nullptr) return nullptr;
+  return static_cast<ScriptSession*>(Tcl_GetAssocData(interp, kContextKey, nullptr));
 }
 
 void AddCommand(std::string name, std::string alias, std::string usage, std::string help) {
-  Tcl::interpreter& interp = *GetContextTab()->interp;
+  Tcl::interpreter& interp = SessionInterp();
   std::string text = name;
   if (!usage.empty()) interp.set_syntax(name, usage);
   if (!alias.empty()) {

@@ -5,29 +5,35 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "directory/library/adobject.h"
+#include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
 #include "directory/library/sid.h"
-#include "support/tcl_session.h"
 
 namespace {
 
-// Trace lines go to the interpreter's standard output: every test runs in a session.
-class SessionEnvironment : public testing::Environment {
+// The trace lines a cache hands to its sink while the log lives, each with a newline.
+class TraceLog {
  public:
-  void SetUp() override { session_.reset(new TclSession()); }
-  void TearDown() override { session_.reset(); }
+  explicit TraceLog(Cache& cache) : cache_(cache) {
+    cache_.setTraceSink([this](const std::string& line) { text += line + "\n"; });
+  }
+  ~TraceLog() { cache_.setTraceSink(nullptr); }
+  std::string text;
 
  private:
-  std::unique_ptr<TclSession> session_;
+  Cache& cache_;
 };
-testing::Environment* const kSession = testing::AddGlobalTestEnvironment(new SessionEnvironment);
 
 const char* const kAliceDn = "CN=Alice,CN=Users,DC=example,DC=test";
 const char* const kAliceSid = "S-1-5-21-1-2-3-1104";
@@ -117,9 +123,9 @@ TEST(CacheDisabled, LookupsAnswerEmptyAndStoresDoNothing) {
 
   // Closed: remove does not even trace.
   cache.trace = true;
-  testing::internal::CaptureStdout();
+  TraceLog log(cache);
   cache.remove(kAliceDn);
-  EXPECT_EQ("", testing::internal::GetCapturedStdout());
+  EXPECT_EQ("", log.text);
 }
 
 TEST(CacheMemory, StoresUnderDnGuidSidAndNameKeys) {
@@ -225,9 +231,9 @@ TEST(CacheMemory, RemoveDropsEveryAttributeListAndTheSecondaryKeys) {
   ASSERT_EQ(12u, cache.objects.size());
 
   cache.trace = true;
-  testing::internal::CaptureStdout();
+  TraceLog log(cache);
   cache.remove("cn=alice,CN=Users,DC=example,DC=test");
-  std::string out = testing::internal::GetCapturedStdout();
+  std::string out = log.text;
 
   std::string hash = Cache::ComputeAttrHash(kCnAndDescription);
   EXPECT_EQ(
@@ -267,19 +273,51 @@ TEST(CacheMemory, TraceLinesOfStoreHitAndSearch) {
   Cache cache;
   TurnOnMemory(cache);
   cache.trace = true;
-  testing::internal::CaptureStdout();
+  TraceLog log(cache);
   cache.cacheObject(Alice(), nullptr, "");
   cache.lookupDN(kAliceDn, nullptr, "");
   cache.lookupDN("CN=Nobody,DC=example,DC=test", nullptr, "");
   kesh::ADObjectList list = cache.search("(cn=*)", "DC=example,DC=test", nullptr);
   cache.cacheObject(Alice(), nullptr, "");  // already there: a hit, no store
-  std::string out = testing::internal::GetCapturedStdout();
+  std::string out = log.text;
   EXPECT_TRUE(list.empty());
   EXPECT_EQ(std::string("cache store ") + kAliceDn + "\n" +
                 "cache hit cn=alice,cn=users,dc=example,dc=test:0\n"
                 "search (cn=*) DC=example,DC=test\n"
                 "cache hit cn=alice,cn=users,dc=example,dc=test:0\n",
             out);
+}
+
+// The sink may run script code that changes the cache (a channel transform running
+// `cache clear`); removal must not touch entries or iterators that the sink invalidated.
+TEST(CacheMemory, TraceSinkThatClearsTheCacheDuringRemove) {
+  Cache cache;
+  TurnOnMemory(cache);
+  cache.cacheObject(Alice(), nullptr, "");
+  cache.cacheObject(Alice(), kCnAndDescription, "");
+  cache.trace = true;
+  std::vector<std::string> lines;
+  cache.setTraceSink([&](const std::string& line) {
+    lines.push_back(line);
+    cache.clear();
+  });
+  cache.remove(kAliceDn);
+  EXPECT_TRUE(cache.objects.empty());
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(std::string("cache remove ") + kAliceDn, lines.front());
+
+  // The same when the entries go one trace line at a time.
+  cache.setTraceSink(nullptr);
+  cache.cacheObject(Alice(), nullptr, "");
+  cache.cacheObject(Alice(), kCnOnly, "");
+  lines.clear();
+  cache.setTraceSink([&](const std::string& line) {
+    lines.push_back(line);
+    if (!cache.objects.empty()) cache.objects.erase(cache.objects.begin());
+  });
+  cache.eraseSecondary(kAliceSid);
+  cache.remove(kAliceDn);
+  EXPECT_TRUE(cache.objects.empty());
 }
 
 TEST(CacheMemory, CacheListStoresEachObjectAndClearEmpties) {
@@ -397,10 +435,10 @@ TEST_F(CacheFile, RemoveDeletesEveryRowWhoseKeyBeginsWithTheDn) {
   cache.cacheObject(MakeObject("CN=Staff,DC=example,DC=test", "Group", "staff", "", ""), nullptr,
                     "");
   cache.trace = true;
-  testing::internal::CaptureStdout();
+  TraceLog log(cache);
   cache.remove("CN=Alice,CN=Users,DC=Example,DC=Test");
   EXPECT_EQ("cache remove CN=Alice,CN=Users,DC=Example,DC=Test\n",
-            testing::internal::GetCapturedStdout());
+            log.text);
   EXPECT_EQ(std::vector<std::string>{"cn=staff,dc=example,dc=test:0"},
             Query("select dn from object"));
   EXPECT_TRUE(cache.lookupDN(kAliceDn, nullptr, "").empty());
@@ -423,6 +461,63 @@ TEST_F(CacheFile, KeepReusesTheFileAndWithoutKeepStartsAfresh) {
     EXPECT_TRUE(cache.lookupDN(kAliceDn, nullptr, "").empty());
     EXPECT_TRUE(Query("select dn from object").empty());
   }
+}
+
+TEST_F(CacheFile, NewFileIsReadableByItsOwnerOnlyWhateverTheUmask) {
+  mode_t old = umask(0);
+  Cache cache;
+  Open(cache, false);
+  umask(old);
+  struct stat st;
+  ASSERT_EQ(0, stat(path_.c_str(), &st));
+  EXPECT_EQ(0600u, st.st_mode & 0777u);
+}
+
+// A file that is no cache database is never replaced or used, and a refused open leaves
+// the cache as it was: a later open of a good file works.
+TEST_F(CacheFile, RefusesAFileThatIsNotACacheDatabase) {
+  struct Case {
+    const char* label;
+    std::string content;
+  } cases[] = {
+      {"text", "precious notes\n"},
+      {"SQLite header, garbage after", std::string("SQLite format 3\0", 16) + std::string(200, 'x')},
+  };
+  for (const Case& c : cases) {
+    for (bool keep : {false, true}) {
+      { std::ofstream(path_, std::ios::binary) << c.content; }
+      Cache cache;
+      try {
+        cache.open(path_, keep);
+        ADD_FAILURE() << c.label << ": opened";
+      } catch (const kesh::BadDataException& e) {
+        EXPECT_EQ(path_ + " is not a cache database; it was left as it is", e.what()) << c.label;
+      }
+      std::ifstream in(path_, std::ios::binary);
+      std::stringstream content;
+      content << in.rdbuf();
+      EXPECT_EQ(c.content, content.str()) << c.label << ": file changed";
+      EXPECT_FALSE(cache.opened) << c.label;
+      EXPECT_FALSE(cache.db) << c.label;
+
+      std::string good = dir_ + "/good.db";
+      cache.open(good, false);
+      cache.enabled = true;
+      cache.cacheObject(Alice(), nullptr, "");
+      EXPECT_FALSE(cache.lookupDN(kAliceDn, nullptr, "").empty()) << c.label;
+      unlink(good.c_str());
+    }
+  }
+  // A sqlite database of another schema is no cache either.
+  unlink(path_.c_str());
+  sqlite3* db = nullptr;
+  ASSERT_EQ(SQLITE_OK, sqlite3_open(path_.c_str(), &db));
+  ASSERT_EQ(SQLITE_OK, sqlite3_exec(db, "create table notes(text);", nullptr, nullptr, nullptr));
+  sqlite3_close(db);
+  Cache cache;
+  EXPECT_THROW(cache.open(path_, false), kesh::BadDataException);
+  EXPECT_EQ(std::vector<std::string>{}, Query("select text from notes"));
+  EXPECT_THROW(cache.open(dir_, false), kesh::BadDataException) << "a directory";
 }
 
 TEST_F(CacheFile, ClearEmptiesTheTable) {

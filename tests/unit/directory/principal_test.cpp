@@ -11,8 +11,7 @@
 #include "directory/ldap.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/memory/memdir.h"
-#include "script/context.h"
-#include "support/tcl_session.h"
+#include "directory/session.h"
 
 namespace {
 
@@ -27,7 +26,6 @@ class PrincipalTest : public ::testing::Test {
     kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
     kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
     kesh::memdir::SetCCache(kCCache, "Administrator@EXAMPLE.TEST");
-    session_.MakeCurrent();
   }
 
   // Enters a connected binding into the session, as `bind [-gc] domain` would.
@@ -50,7 +48,9 @@ class PrincipalTest : public ::testing::Test {
     return "(no exception)";
   }
 
-  TclSession session_;
+  // A session of the test's own, installed for its thread: no interpreter is needed.
+  ContextTab tab_;
+  SessionScope scope_{&tab_};
 };
 
 TEST_F(PrincipalTest, NamesWithoutDomainAreRefused) {
@@ -162,13 +162,13 @@ TEST_F(PrincipalTest, BySidInDomainHistoryAndGlobalCatalog) {
   // catalog binding, since no domain binding has that domain SID.
   kesh::SID history(std::string(kOtherSid) + "-1190");
   EXPECT_EQ(MessageOf<kesh::NotFoundException>([&] { GetPrincipalBySid(history); }),
-            std::string("could not find ") + kOtherSid + "-1190\n");
+            std::string("could not find ") + kOtherSid + "-1190");
   Bind("example.test", true);
   EXPECT_EQ(GetPrincipalBySid(history).dn(), "CN=Carol Chen,CN=Users,DC=example,DC=test");
   // The foreign security principal in example.test with Olivia's SID is never the answer.
   kesh::SID olivia(std::string(kOtherSid) + "-1104");
   EXPECT_EQ(MessageOf<kesh::NotFoundException>([&] { GetPrincipalBySid(olivia); }),
-            std::string("could not find ") + kOtherSid + "-1104\n");
+            std::string("could not find ") + kOtherSid + "-1104");
   Bind("other.test");
   EXPECT_EQ(GetPrincipalBySid(olivia).dn(), "CN=Olivia Olsen,CN=Users,DC=other,DC=test");
 }

@@ -59,13 +59,31 @@ std::string BadDataMessage(const std::function<void()>& call) {
 
 TEST_F(ContextTest, TheSessionIsTheInterpretersAssociatedData) {
   EXPECT_EQ(Tcl_GetAssocData(session_.interp(), "zonesmith", nullptr), &tab());
-  EXPECT_EQ(session_.interp(), tab().interp->get());
+  EXPECT_EQ(session_.interp(), SessionInterp().get());
   EXPECT_EQ(300, tab().ldapTimeout);
   EXPECT_EQ(">", tab().prompt);
   EXPECT_FALSE(tab().interactive);
   EXPECT_TRUE(tab().object.empty());
   ASSERT_NE(nullptr, tab().cache);
   EXPECT_FALSE(tab().cache->enabled);
+}
+
+// A session installed on the thread wins over the interpreter's; when its scope ends the
+// interpreter's session is found again.
+TEST_F(ContextTest, AnInstalledSessionTakesPrecedenceForItsScope) {
+  ContextTab* interpreters = &tab();
+  {
+    ContextTab own;
+    SessionScope scope(&own);
+    EXPECT_EQ(&own, GetContextTab());
+    {
+      ContextTab inner;
+      SessionScope nested(&inner);
+      EXPECT_EQ(&inner, GetContextTab());
+    }
+    EXPECT_EQ(&own, GetContextTab());
+  }
+  EXPECT_EQ(interpreters, GetContextTab());
 }
 
 TEST_F(ContextTest, AccessorsOfEmptySlotsFailWithTheirMessages) {

@@ -11,8 +11,7 @@
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/memory/memdir.h"
-#include "script/context.h"
-#include "support/tcl_session.h"
+#include "directory/session.h"
 
 namespace {
 
@@ -567,7 +566,9 @@ class SddlDirectoryTest : public testing::Test {
     binding_->add(unit);
   }
 
-  TclSession session_;
+  // A session of the test's own, installed for its thread: no interpreter is needed.
+  ContextTab tab_;
+  SessionScope scope_{&tab_};
   std::shared_ptr<MyBinding> binding_;
 };
 
