@@ -24,11 +24,12 @@ check: deps
 	$(MAKE) check-asan
 	$(MAKE) check-fuzz
 
-# Unit and script tests again under AddressSanitizer and UndefinedBehaviorSanitizer.
+# Unit, script and integration tests again under AddressSanitizer and
+# UndefinedBehaviorSanitizer, the integration tests against a DC of the build's own.
 check-asan:
-	cmake -S . -B $(ASAN_BUILD) -DZS_SANITIZE=ON -DZS_INTEGRATION=OFF $(CMAKE_ARGS)
+	cmake -S . -B $(ASAN_BUILD) -DZS_SANITIZE=ON $(CMAKE_ARGS)
 	cmake --build $(ASAN_BUILD) -j$(JOBS)
-	cd $(ASAN_BUILD) && ctest --output-on-failure --timeout 900 -L 'unit|script'
+	cd $(ASAN_BUILD) && ctest --output-on-failure --timeout 900 -L 'unit|script|integration'
 
 # The libFuzzer targets, built with clang in a directory of their own, each run for 60 seconds.
 check-fuzz:
@@ -36,7 +37,9 @@ check-fuzz:
 	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target zs_fuzz
 	cd $(FUZZ_BUILD) && ctest --output-on-failure -L fuzz
 
-demo: build
+# Installs what it needs too, so that either command works first on a fresh machine.
+demo: deps
+	$(MAKE) build
 	scripts/demo $(BUILD)
 
 install: build

@@ -325,8 +325,8 @@ std::string DumpObjectText(kesh::ADObject& object) {
     if (kesh::CaseInsensitiveLess()(entry.first, AD_NT_SECDESC) ==
             kesh::CaseInsensitiveLess()(AD_NT_SECDESC, entry.first) &&
         !attr.empty()) {
-      SDPtr sd = std::make_shared<kesh::SecurityDescriptor>(1, 32788);
-      sd->parse(attr.values().front());
+      // Named as get_object_field sd names it: relative to the domain it was read through.
+      SDPtr sd = GetSD(object);
       text += SDToString(sd);
     } else {
       for (const std::string& value : attr.values()) text += kesh::printable(value) + ",";
