@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include <cctype>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -58,6 +59,15 @@ std::string ToText(const std::string& name, const std::string& value) {
   } catch (const std::exception&) {
   }
   return std::string();
+}
+
+// An attribute description: a name or OID, then options after ';' ("userCertificate;binary").
+bool IsAttributeDescription(const std::string& name) {
+  if (name.empty() || !isalnum(static_cast<unsigned char>(name[0]))) return false;
+  for (unsigned char c : name) {
+    if (!isalnum(c) && c != '-' && c != '.' && c != ';') return false;
+  }
+  return true;
 }
 
 void Fold(std::string& out, const std::string& line) {
@@ -152,6 +162,8 @@ std::vector<LdifRecord> ParseLdif(const std::string& text) {
     if (colon == std::string::npos || colon == 0)
       KESH_THROW(BadDataException, 0, "LDIF line %d: no attribute name", l.first);
     std::string name = line.substr(0, colon);
+    if (!IsAttributeDescription(name))
+      KESH_THROW(BadDataException, 0, "LDIF line %d: bad attribute name", l.first);
     bool base64 = colon + 1 < line.size() && line[colon + 1] == ':';
     if (colon + 1 < line.size() && line[colon + 1] == '<')
       KESH_THROW(BadDataException, 0, "LDIF line %d: values from URLs are not supported", l.first);

@@ -60,6 +60,10 @@ TEST(LdifTest, RefusesWhatItCannotRead) {
       {"dn: CN=a\nchangetype: modify\n", "LDIF line 2: only changetype add is supported"},
       {"dn: CN=a\ncn: a\n-\n", "LDIF line 3: no attribute name"},
       {"dn: CN=a\ncn: a\ndn: CN=b\n", "LDIF line 3: unexpected dn"},
+      // A name is a type and options: a carriage return in it did not survive a fold.
+      {"dn: CN=a\nc\rn: a\n", "LDIF line 2: bad attribute name"},
+      {"dn: CN=a\nc n: a\n", "LDIF line 2: bad attribute name"},
+      {"dn: CN=a\n-cn: a\n", "LDIF line 2: bad attribute name"},
   };
   for (const auto& c : cases) {
     try {
