@@ -31,7 +31,8 @@ check-asan:
 	cmake --build $(ASAN_BUILD) -j$(JOBS)
 	cd $(ASAN_BUILD) && ctest --output-on-failure --timeout 900 -L 'unit|script|integration'
 
-# The libFuzzer targets, built with clang in a directory of their own, each run for 60 seconds.
+# The libFuzzer targets (one per reader of outside text or bytes), built with clang in a
+# directory of their own, each run for 30 seconds from its seed corpus in tests/fuzz/corpus/.
 check-fuzz:
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DZS_FUZZ=ON -DZS_INTEGRATION=OFF $(CMAKE_ARGS)
 	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target zs_fuzz
