@@ -21,7 +21,11 @@ class DcLocatorTest : public ::testing::Test {
   void SetUp() override {
     const char* preload = getenv("LD_PRELOAD");
     if (preload == nullptr || std::string(preload).find("resolv_wrapper") == std::string::npos) {
-      GTEST_SKIP() << "needs resolv_wrapper in LD_PRELOAD (run under tests/integration/with-dc)";
+      const char* why = "needs resolv_wrapper in LD_PRELOAD (run under tests/integration/with-dc)";
+      // Under with-dc the wrapper is promised: its absence is a failure.
+      const char* required = getenv("ZS_DC_REQUIRED");
+      if (required != nullptr && std::string(required) == "1") FAIL() << why;
+      GTEST_SKIP() << why;
     }
     const char* old = getenv("RESOLV_WRAPPER_HOSTS");
     if (old) old_ = old;

@@ -66,8 +66,7 @@ bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 class KerberosTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string why = Dc().unavailable();
-    if (!why.empty()) GTEST_SKIP() << why;
+    if (!Usable(Dc())) return;
     char dir[] = "/tmp/zs-kerberos-test-XXXXXX";
     ASSERT_NE(mkdtemp(dir), nullptr);
     dir_ = dir;

@@ -13,8 +13,7 @@ namespace {
 class LdapSessionTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string why = dc_.unavailable();
-    if (!why.empty()) GTEST_SKIP() << why;
+    if (!Usable(dc_)) return;
     target_.host = Env("ZS_DC_HOST");
     target_.port = 389;
     options_.ccacheName = dc_.adminCCache();

@@ -19,8 +19,7 @@ SambaTarget& Dc() {
 class LostConnectionTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string why = Dc().unavailable();
-    if (!why.empty()) GTEST_SKIP() << why;
+    if (!Usable(Dc())) return;
     // The relay listens on the DC's own address, so the host name (and with it the
     // service principal) stays the DC's; only the port differs.
     proxy_ = std::make_unique<testing_support::TcpProxy>(Env("ZS_DC_ADDRESS"), Env("ZS_DC_ADDRESS"),

@@ -74,6 +74,14 @@ void TcpProxy::cutAll() {
   cutDone_.wait(lock, [this] { return !cutRequested_; });
 }
 
+void TcpProxy::setFrozen(bool frozen) {
+  frozen_ = frozen;
+  char c = 'f';
+  if (write(wake_[1], &c, 1) < 0) {
+    // The thread sees the new state at its next event.
+  }
+}
+
 void TcpProxy::closeAll() {
   for (auto& p : pairs_) {
     shutdown(p.first, SHUT_RDWR);
@@ -88,7 +96,10 @@ void TcpProxy::run() {
   char buffer[65536];
   while (!stop_) {
     std::vector<pollfd> fds = {{listen_, POLLIN, 0}, {wake_[0], POLLIN, 0}};
+    // Frozen: the pairs are not watched, so nothing is read or forwarded.
+    const bool frozen = frozen_;
     for (auto& p : pairs_) {
+      if (frozen) break;
       fds.push_back({p.first, POLLIN, 0});
       fds.push_back({p.second, POLLIN, 0});
     }
@@ -119,8 +130,10 @@ void TcpProxy::run() {
         }
       }
     }
+    // Only the pairs that were polled: one accepted just now waits for the next round.
     std::vector<size_t> dead;
-    for (size_t i = 0; i < pairs_.size(); ++i) {
+    const size_t polled = (fds.size() - 2) / 2;
+    for (size_t i = 0; i < polled; ++i) {
       const pollfd& from = fds[2 + 2 * i];
       const pollfd& to = fds[3 + 2 * i];
       bool alive = true;

@@ -26,6 +26,10 @@ class TcpProxy {
   // Closes both sides of every relayed connection; returns once they are closed. New
   // connections are still accepted.
   void cutAll();
+  // While frozen the relay forwards nothing in either direction, as a server that has
+  // stopped answering; connections stay open and new ones are accepted. Thawing forwards
+  // what was held back.
+  void setFrozen(bool frozen);
   // Connections accepted so far.
   int accepted() const { return accepted_; }
 
@@ -41,6 +45,7 @@ class TcpProxy {
   std::vector<std::pair<int, int>> pairs_;
   std::atomic<int> accepted_{0};
   std::atomic<bool> stop_{false};
+  std::atomic<bool> frozen_{false};
   std::mutex mutex_;
   std::condition_variable cutDone_;
   bool cutRequested_ = false;
