@@ -66,4 +66,20 @@ proc dcDescriptor {dn} {
   return [lindex [split [string trim $out] \n] end]
 }
 
+# The descriptor of `dn` (owner, group and DACL) as the DC stores it, as SDDL: read with
+# ldapsearch under the SD flags control and rendered by Samba's python bindings.
+proc dcStoredSddl {dn} {
+  set out [exec ldapsearch -LLL -Q -N -Y GSSAPI -H [dcUrl] -o ldif-wrap=no \
+               -E !1.2.840.113556.1.4.801=::MAMCAQc= -b $dn -s base nTSecurityDescriptor]
+  if {![regexp {nTSecurityDescriptor:: (\S+)} $out -> b64]} {
+    error "no nTSecurityDescriptor in: $out"
+  }
+  exec /usr/bin/python3 -c {
+import base64, sys
+from samba.dcerpc import security
+from samba.ndr import ndr_unpack
+print(ndr_unpack(security.descriptor, base64.b64decode(sys.argv[1])).as_sddl())
+} $b64
+}
+
 source [file join [file dirname [file normalize [info script]]] .. capture.tcl]
