@@ -815,6 +815,10 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
     d.dns = Lower(DN::domainFromDN(e.dn));
     d.dn = e.dn;
     d.key = key;
+    // One head per DNS name: a second one would take the loaded domain's place.
+    auto known = domains_.find(d.dns);
+    if (known != domains_.end() && known->second.key != key)
+      Fail(LDAP_RC_ALREADY_EXISTS, "domain " + d.dns);
     if (!Find(attrs, "objectSid")) {
       std::random_device rd;
       attrs["objectSid"] = {SID("S-1-5-21-" + std::to_string(rd() % 900000000 + 100000000) + "-" +

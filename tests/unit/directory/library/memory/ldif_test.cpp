@@ -158,6 +158,9 @@ TEST_F(LdifDirectoryTest, LoaderErrorsNameTheEntry) {
       {"dn: dn=x,CN=Users,DC=example,DC=test\nobjectClass: container\n", 64,
        "add dn=x,CN=Users,DC=example,DC=test: Naming violation: dn names no attribute (LDIF "
        "line 1)"},
+      // A second head with the DNS name of a loaded domain took that domain's place.
+      {"dn: CN=Head,DC=example,DC=test\nobjectClass: domainDNS\n", 68,
+       "add CN=Head,DC=example,DC=test: Already exists: domain example.test (LDIF line 1)"},
   };
   for (const auto& c : cases) {
     try {
