@@ -14,6 +14,7 @@
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/kerberos.h"
+#include "directory/library/kerberos_failure.h"
 #include "directory/library/settings.h"
 #include "directory/library/thread_data.h"
 #include "directory/session.h"
@@ -46,6 +47,8 @@ int cli_gic_with_password_prompt_callback(_krb5_context* context, void*, const c
                "no principal");
   }
   Shredder password = kesh::kvr_getpass(RealmName(principal) + "'s password: ");
+  // An empty answer is never tried: a wrong password counts towards a lockout.
+  if (password.empty()) return kesh::KRB_CANNOT_READ_PASSWORD;
   int rc = kesh::gic_with_password_callback(context, &password, principal);
   if (rc != 0) {
     CredentialsLog()->log(kesh::Logger::DEBUG, __FILE__, __LINE__, __func__,
@@ -60,6 +63,7 @@ namespace kesh {
 bool DetermineCredentials(std::string& user, Shredder& password, std::string& ccName,
                           const std::string& domain, bool prompt) {
   std::shared_ptr<Logger> log = CredentialsLog();
+  const bool userGiven = !user.empty();
   if (user.empty() && !password.empty()) {
     user = "Administrator";
   } else if (user.empty()) {
@@ -101,7 +105,13 @@ bool DetermineCredentials(std::string& user, Shredder& password, std::string& cc
     return false;
   }
   if (!prompt) {
-    KESH_THROW(BadDataException, 0, "No credentials found, need user and password");
+    if (!userGiven) {
+      KESH_THROW(BadDataException, 0, "%s: No credentials found, need user and password",
+                 NO_TICKET_SENTENCE);
+    }
+    KESH_THROW(BadDataException, 0,
+               "no password given for %s: No credentials found, need user and password",
+               user.c_str());
   }
   if (!domain.empty()) {
     size_t at = user.find('@');
@@ -114,6 +124,12 @@ bool DetermineCredentials(std::string& user, Shredder& password, std::string& cc
     }
   }
   Shredder answer = kvr_getpass(user + "'s password: ");
+  if (answer.empty()) {
+    // Empty input or the end of input: nothing is sent to the domain, so a slip at the
+    // prompt never counts towards a lockout.
+    KESH_THROW(BadDataException, 0, "no password given for %s: nothing was sent to the domain",
+               user.c_str());
+  }
   password = answer;
   answer.wipe();
   return false;
@@ -136,7 +152,10 @@ std::string getUserCCName(const std::string& user, Shredder* password, void* mem
   int rc =
       getCredentials(context, principal, secret, creds, error, DEFAULT_TICKET_LIFETIME, locator);
   if (rc != 0) {
-    KESH_THROW(KerberosException, rc, "%s:%s", "get user credentials", error.c_str());
+    std::string sentence = KerberosFailureSentence(rc, principal);
+    if (!sentence.empty()) sentence += ": ";
+    KESH_THROW(KerberosException, rc, "%s%s:%s", sentence.c_str(), "get user credentials",
+               error.c_str());
   }
   if (memoryTag) {
     char name[64];

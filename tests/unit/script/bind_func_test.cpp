@@ -1,12 +1,11 @@
 // Credentials and `bind` against the in-memory directory, whose Kerberos stand-in keeps
 // caches as names holding a principal and checks passwords against the fixture's.
-#include "directory/cli_orlutils.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 
+#include "directory/cli_orlutils.h"
 #include "directory/ldap.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/kerberos.h"
@@ -121,7 +120,9 @@ TEST_F(CredentialsTest, DetermineCredentialsWithoutAnythingToUse) {
       kesh::DetermineCredentials(user, password, ccName, c.domain, false);
       ADD_FAILURE() << "no exception";
     } catch (const kesh::BadDataException& e) {
-      EXPECT_STREQ("No credentials found, need user and password", e.what());
+      EXPECT_STREQ(
+          "no ticket: run kinit or give a user: No credentials found, need user and password",
+          e.what());
     }
   }
 }
@@ -150,7 +151,9 @@ TEST_F(CredentialsTest, WrongPasswordIsAKerberosError) {
     kesh::getUserCCName("alice@example.test", &password, nullptr, nullptr, false);
     ADD_FAILURE();
   } catch (const KerberosException& e) {
-    EXPECT_STREQ("get user credentials:Preauthentication failed", e.what());
+    EXPECT_STREQ(
+        "wrong password for alice@EXAMPLE.TEST: get user credentials:Preauthentication failed",
+        e.what());
     EXPECT_NE(0, e.rc());
   }
 }
@@ -263,10 +266,14 @@ TEST_F(CredentialsTest, BindRefusals) {
        "error: wrong # args: should be [-gc] [-write] [-machine] <[server@]domain> [<user> "
        "[<password>]]"},
       {"bind -machine example.test", "error: -machine requires that the machine be joined"},
-      {"bind example.test", "error: No credentials found, need user and password"},
-      {"bind example.test alice wrong", "error: get user credentials:Preauthentication failed"},
+      {"bind example.test",
+       "error: no ticket: run kinit or give a user: No credentials found, need user and password"},
+      {"bind example.test alice wrong",
+       "error: wrong password for alice@EXAMPLE.TEST: get user credentials:Preauthentication "
+       "failed"},
       {"bind example.test nobody pw",
-       "error: get user credentials:Client not found in Kerberos database"},
+       "error: no user nobody@EXAMPLE.TEST in the domain: get user credentials:Client not found in "
+       "Kerberos database"},
       {"bind dc2.example.test@example.test alice alice-pw", "error: Can't contact LDAP server"},
   };
   for (const Case& c : cases) EXPECT_EQ(c.answer, Run(c.script)) << c.script;
@@ -338,8 +345,9 @@ TEST_F(CredentialsTest, RebindExchangesTheConnectionInPlace) {
 
   // A failed rebind leaves the binding as it was.
   std::shared_ptr<kesh::ADBinding> second = first->binding;
-  EXPECT_EQ("error: get user credentials:Preauthentication failed",
-            Run("bind example.test carol wrong"));
+  EXPECT_EQ(
+      "error: wrong password for carol@EXAMPLE.TEST: get user credentials:Preauthentication failed",
+      Run("bind example.test carol wrong"));
   EXPECT_EQ(second, first->binding);
 
   // So does one that fails after it obtained a ticket (here: no such server to connect to):

@@ -135,6 +135,7 @@ class Directory {
   std::string machineCCache;
   std::map<std::string, std::string> settings;
   std::deque<std::string> passwordAnswers;
+  uint64_t kerberosRequests = 0;  // tickets asked for with a password, right or wrong
 
   FaultPlan fault;
   uint64_t epoch = 1;                          // bumped at each drop

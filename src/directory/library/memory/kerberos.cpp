@@ -26,6 +26,7 @@ int getCredentials(KerberosContext&, const std::string& principal, const Shredde
                    KerberosCreds& creds, std::string& error, int, Locator) {
   Directory& d = Directory::instance();
   auto lock = d.lock();
+  ++d.kerberosRequests;
   std::string name = principal;
   if (name.find('@') == std::string::npos) {
     auto setting = d.settings.find(SETTING_DOMAIN_NAME);

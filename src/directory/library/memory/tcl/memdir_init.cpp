@@ -8,6 +8,7 @@
 //   memdir::drop_after <n> ?-domain <d>? ?-reconnect?
 //                                         the n-th operation from now loses the connection
 //   memdir::ops                           directory operations made so far
+//   memdir::kerberos_requests             tickets asked for with a password so far
 //   memdir::range_threshold ?<n>?         the ranged-value threshold, set or read
 //   memdir::set_password <principal> <password>
 //   memdir::kinit <principal> <password> ?<cache>?
@@ -27,6 +28,7 @@
 #include <vector>
 
 #include "directory/library/kerberos.h"
+#include "directory/library/memory/directory.h"
 #include "directory/library/memory/memdir.h"
 #include "directory/library/settings.h"
 #include "script/cpptcl.h"
@@ -121,6 +123,14 @@ int Ops(Tcl_Interp* interp, const Words& w) {
   return TCL_OK;
 }
 
+int KerberosRequests(Tcl_Interp* interp, const Words& w) {
+  if (!w.empty()) return Usage(interp, "memdir::kerberos_requests", "");
+  kesh::memdir::Directory& d = kesh::memdir::Directory::instance();
+  auto lock = d.lock();
+  Tcl_SetObjResult(interp, Tcl_NewWideIntObj(static_cast<Tcl_WideInt>(d.kerberosRequests)));
+  return TCL_OK;
+}
+
 int RangeThreshold(Tcl_Interp* interp, const Words& w) {
   if (w.size() > 1) return Usage(interp, "memdir::range_threshold", "?n?");
   if (w.size() == 1) {
@@ -211,6 +221,7 @@ const struct {
     {"memdir::dump", Dump},
     {"memdir::drop_after", DropAfter},
     {"memdir::ops", Ops},
+    {"memdir::kerberos_requests", KerberosRequests},
     {"memdir::range_threshold", RangeThreshold},
     {"memdir::set_password", SetPassword},
     {"memdir::kinit", Kinit},
