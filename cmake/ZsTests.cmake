@@ -69,3 +69,7 @@ endif()
 if(EXISTS ${CMAKE_SOURCE_DIR}/bench/CMakeLists.txt)
   add_subdirectory(${CMAKE_SOURCE_DIR}/bench ${CMAKE_BINARY_DIR}/bench)
 endif()
+
+# The build itself: a second configure leaves every compile line as it was.
+add_test(NAME build.reconfigure COMMAND ${CMAKE_SOURCE_DIR}/tests/build/reconfigure ${CMAKE_SOURCE_DIR})
+set_tests_properties(build.reconfigure PROPERTIES LABELS unit)
