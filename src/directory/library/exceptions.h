@@ -48,7 +48,8 @@ class BaseException : public ORLException {
   int classID() const override { return 2; }
 };
 
-// A failed LDAP operation; rc() is the LDAP result code, what() the server's text.
+// A failed LDAP operation; rc() is the LDAP result code, what() names the operation and
+// the DN, then gives the result's text and the server's diagnostic (see adbinding.h).
 class LDAPException : public ORLException {
  public:
   using ORLException::ORLException;
