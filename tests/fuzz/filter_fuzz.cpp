@@ -37,9 +37,10 @@ class SampleEntry : public AttributeSource {
     attrs_["cn"] = {"Joe Smith", "joe"};
     attrs_["objectClass"] = {"top", "person", "user"};
     attrs_["objectSid"] = {kesh::SID("S-1-5-21-1-2-3-1105").toBytes()};
-    attrs_["objectGUID"] = {std::string("\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c"
-                                        "\x0d\x0e\x0f\x10",
-                                        16)};
+    attrs_["objectGUID"] = {
+        std::string("\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c"
+                    "\x0d\x0e\x0f\x10",
+                    16)};
     attrs_["objectCategory"] = {"CN=Person,CN=Schema,CN=Configuration,DC=example,DC=test"};
     attrs_["memberOf"] = {"CN=Admins,CN=Users,DC=example,DC=test"};
     attrs_["userAccountControl"] = {"66048"};
