@@ -1,5 +1,7 @@
 #include "directory/principal.h"
 
+#include <chrono>
+
 #include "directory/cache.h"
 #include "directory/ldap.h"
 #include "directory/library/dn.h"
@@ -122,17 +124,27 @@ kesh::ADObject GetComputer(const std::string& name) {
 }
 
 kesh::ADObject GetPrincipal(const std::string& name) {
-  try {
-    return GetADUser(name);
-  } catch (const std::exception&) {
+  // Each kind is tried in turn, whatever the one before threw. Against a DC that stopped
+  // answering every try waits the binding's whole timeout, so the failure then says how
+  // many tries timed out and how long the look-up took in all.
+  const auto start = std::chrono::steady_clock::now();
+  int timedOut = 0;
+  for (kesh::ADObject (*lookup)(const std::string&) : {GetADUser, GetADGroup, GetADComputer}) {
+    try {
+      return lookup(name);
+    } catch (const LDAPException& e) {
+      if (e.rc() == kesh::LDAP_RC_TIMEOUT) ++timedOut;
+    } catch (const std::exception&) {
+      // rule: any failure of one kind moves on to the next
+    }
   }
-  try {
-    return GetADGroup(name);
-  } catch (const std::exception&) {
-  }
-  try {
-    return GetADComputer(name);
-  } catch (const std::exception&) {
+  if (timedOut > 0) {
+    const long seconds = static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(
+                                               std::chrono::steady_clock::now() - start)
+                                               .count());
+    KESH_THROW(kesh::NotFoundException, 0,
+               "Principal not found: %s (%d of 3 look-ups timed out, %ld s in all)", name.c_str(),
+               timedOut, seconds);
   }
   KESH_THROW(kesh::NotFoundException, 0, "Principal not found: %s", name.c_str());
 }

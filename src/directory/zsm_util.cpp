@@ -91,6 +91,10 @@ std::set<std::string> GroupMembers(kesh::ADObject group, MemberNames names, bool
         member = GetADObjectByDN(memberDn);
         member = LookupForeignUser(member);
         category = member.category();
+      } catch (const LDAPException& e) {
+        // A DC that stopped answering would cost the whole timeout for every member.
+        if (e.rc() == kesh::LDAP_RC_TIMEOUT) throw;
+        continue;  // a member the session cannot reach is left out
       } catch (const std::exception&) {
         continue;  // rule: a member the session cannot reach is left out, whatever failed
       }

@@ -57,7 +57,7 @@ enum MemberNames {
 // The members of `group`, named as `names` says. Member groups are expanded once each,
 // however deep or cyclic the nesting, unless `noRecurse`, when they are listed themselves
 // (by DN only: with other names a member group is left out). A member that cannot be read
-// is left out.
+// is left out; a read that timed out ends the walk with its LDAPException.
 std::set<std::string> GroupMembers(kesh::ADObject group, MemberNames names, bool noRecurse);
 
 // The account name of a user, group or computer object (the UPN where there is one when

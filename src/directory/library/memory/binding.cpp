@@ -5,7 +5,9 @@
 // backend likewise hands the caller the entries without raising.)
 #include <strings.h>
 
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "directory/library/adbinding.h"
 #include "directory/library/dn.h"
@@ -35,6 +37,7 @@ struct Connection {
   bool gc = false;
   bool up = false;
   uint64_t epoch = 0;
+  int searchTimeout = 0;  // seconds; 0 waits without limit
 };
 
 bool Alive(Directory& d, const Connection& c) {
@@ -52,6 +55,13 @@ View Begin(Directory& d, Connection& c) {
   if (!Alive(d, c)) {
     if (!c.up || !d.fault.reconnect) ServerDown();
     c.epoch = d.epoch;  // reconnects by itself
+  }
+  if (d.stall.on && (d.stall.domain.empty() || d.stall.domain == c.domain)) {
+    // A server that stopped answering: the request waits the binding's timeout (a stall
+    // without one would hang the test, so it waits a second) and is abandoned.
+    const int wait = c.searchTimeout > 0 ? c.searchTimeout : 1;
+    std::this_thread::sleep_for(std::chrono::seconds(wait));
+    KESH_THROW(LDAPException, LDAP_RC_TIMEOUT, "Timed out: no answer within %d s", wait);
   }
   View view = d.viewFor(c.domain, c.gc);
   if (d.fault.countdown > 0 && (d.fault.domain.empty() || d.fault.domain == c.domain)) {
@@ -206,7 +216,12 @@ class MemoryBinding : public ADBinding {
   }
 
   void setConnectTimeout(int seconds, int) override { connectTimeout_ = seconds; }
-  void setSearchTimeout(int seconds, int) override { searchTimeout_ = seconds; }
+  void setSearchTimeout(int seconds, int) override {
+    searchTimeout_ = seconds;
+    Directory& d = Directory::instance();
+    auto lock = d.lock();
+    conn_->searchTimeout = seconds;
+  }
 
   std::string server() override { return connectedServer_; }
 

@@ -253,6 +253,7 @@ void Directory::reset() {
   settings.clear();
   passwordAnswers.clear();
   fault = FaultPlan();
+  stall = StallPlan();
   ++epoch;
   globalDrop = 0;
   domainDrop.clear();

@@ -68,6 +68,12 @@ struct Change {
   std::vector<std::string> values;
 };
 
+// Operations of the bindings concerned time out, as against a DC that stopped answering.
+struct StallPlan {
+  bool on = false;
+  std::string domain;  // lower case; empty: all
+};
+
 struct FaultPlan {
   long countdown = 0;  // 0: disarmed
   std::string domain;  // lower case; empty: all
@@ -138,6 +144,7 @@ class Directory {
   uint64_t kerberosRequests = 0;  // tickets asked for with a password, right or wrong
 
   FaultPlan fault;
+  StallPlan stall;
   uint64_t epoch = 1;                          // bumped at each drop
   uint64_t globalDrop = 0;                     // epoch of the last drop of all bindings
   std::map<std::string, uint64_t> domainDrop;  // epoch of the last drop per domain

@@ -45,6 +45,15 @@ void DropAfter(long n, const std::string& domain, bool reconnect) {
   d.fault.reconnect = reconnect;
 }
 
+void Stall(bool on, const std::string& domain) {
+  Directory& d = Directory::instance();
+  auto lock = d.lock();
+  d.stall.on = on;
+  std::string lower = domain;
+  for (char& c : lower) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+  d.stall.domain = lower;
+}
+
 uint64_t OperationCount() {
   Directory& d = Directory::instance();
   auto lock = d.lock();

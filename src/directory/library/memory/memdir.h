@@ -46,6 +46,10 @@ std::string DumpLdif(const std::string& dn, bool subtree);
 
 // Arms the fault described above; n <= 0 disarms it. `domain` empty means every binding.
 void DropAfter(long n, const std::string& domain, bool reconnect);
+// With `on`, every operation of every binding (of bindings to `domain` only) waits the
+// binding's search timeout (one second without one) and fails with LDAPException rc 85,
+// as against a DC that stopped answering; the connections stay up.
+void Stall(bool on, const std::string& domain);
 // Directory operations made by bindings since the last Reset (fetch, search and each
 // further page, add, update, rename, move, remove, getAttributeValues).
 uint64_t OperationCount();

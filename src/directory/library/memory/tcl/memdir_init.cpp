@@ -7,6 +7,7 @@
 //   memdir::dump ?-subtree? ?<dn>?        LDIF of an object (of everything without a DN)
 //   memdir::drop_after <n> ?-domain <d>? ?-reconnect?
 //                                         the n-th operation from now loses the connection
+//   memdir::stall on|off ?-domain <d>?    operations time out as against a frozen DC
 //   memdir::ops                           directory operations made so far
 //   memdir::kerberos_requests             tickets asked for with a password so far
 //   memdir::range_threshold ?<n>?         the ranged-value threshold, set or read
@@ -93,6 +94,15 @@ int Dump(Tcl_Interp* interp, const Words& w) {
   std::string dn = rest == 1 ? w.back() : std::string();
   std::string text = kesh::memdir::DumpLdif(dn, subtree);
   Tcl_SetObjResult(interp, Tcl_NewStringObj(text.c_str(), static_cast<int>(text.size())));
+  return TCL_OK;
+}
+
+int Stall(Tcl_Interp* interp, const Words& w) {
+  const char* usage = "on|off ?-domain domain?";
+  bool valid = (w.size() == 1 || (w.size() == 3 && w[1] == "-domain")) &&
+               (w[0] == "on" || w[0] == "off");
+  if (!valid) return Usage(interp, "memdir::stall", usage);
+  kesh::memdir::Stall(w[0] == "on", w.size() == 3 ? w[2] : std::string());
   return TCL_OK;
 }
 
@@ -220,6 +230,7 @@ const struct {
     {"memdir::reset", Reset},
     {"memdir::dump", Dump},
     {"memdir::drop_after", DropAfter},
+    {"memdir::stall", Stall},
     {"memdir::ops", Ops},
     {"memdir::kerberos_requests", KerberosRequests},
     {"memdir::range_threshold", RangeThreshold},
