@@ -12,6 +12,9 @@ if {![info exists ::env(ZONESMITH_LIB)] || $::env(ZONESMITH_LIB) eq ""} {
   exit 2
 }
 load $::env(ZONESMITH_LIB) Zonesmith
+# Under the sanitizer build this process preloads the sanitizer runtimes; the programs the
+# tests start (ldapsearch, samba-tool, python) get the rig's wrappers alone.
+if {[info exists ::env(ZS_CHILD_PRELOAD)]} { set ::env(LD_PRELOAD) $::env(ZS_CHILD_PRELOAD) }
 # Tests that need the DC say so; without the rig's exports they are skipped, and the
 # summary tells why.
 tcltest::testConstraint localDC \
