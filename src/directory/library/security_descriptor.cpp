@@ -40,9 +40,10 @@ void SetU32(std::string& data, size_t pos, uint32_t v) {
   for (int i = 0; i < 4; ++i) data[pos + i] = char((v >> (8 * i)) & 0xff);
 }
 
-// The size of the binary SID at `data`, or 0 when it does not fit in `length`.
+// The size of the binary SID at `data`, or 0 when there is none: it does not fit in
+// `length`, or its revision is not 1 (a body of another shape).
 size_t SidSize(const uint8_t* data, size_t length) {
-  if (length < 8) return 0;
+  if (length < 8 || data[0] != 1) return 0;
   size_t size = 8 + 4 * size_t(data[1]);
   return data[1] <= 15 && size <= length ? size : 0;
 }
