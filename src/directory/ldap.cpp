@@ -177,7 +177,13 @@ std::shared_ptr<MyBinding> GetGCBinding(const std::string& name) {
 }
 
 std::shared_ptr<MyBinding> GetBindingForDN(const std::string& dn) {
-  return GetBinding(kesh::DN::domainFromDN(dn));
+  const std::string domain = kesh::DN::domainFromDN(dn);
+  // "No binding for domain " with nothing after it would not say what was wrong.
+  if (domain.empty()) {
+    KESH_THROW(kesh::NotFoundException, 0, "No binding for '%s': it names no domain (DC=...)",
+               dn.c_str());
+  }
+  return GetBinding(domain);
 }
 
 kesh::ADObject GetADObjectByDN(const std::string& dn) {

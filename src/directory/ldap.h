@@ -93,9 +93,11 @@ using MyBindingPtr = std::shared_ptr<MyBinding>;
 std::shared_ptr<MyBinding> GetBinding(const std::string& domain);
 // The global catalog binding of the forest `name`, or of the forest of the domain `name`;
 // with an empty name the first global catalog binding. Throws kesh::NotFoundException
-// "No binding for GC in forest <name>".
+// "No binding for GC in forest <name>" ("No binding for GC" for an empty name).
 std::shared_ptr<MyBinding> GetGCBinding(const std::string& name);
-// The binding of the domain that `dn` lies in.
+// The binding of the domain that `dn` lies in. Throws kesh::NotFoundException "No binding
+// for domain <domain>", or "No binding for '<dn>': it names no domain (DC=...)" for a DN
+// without DC components.
 std::shared_ptr<MyBinding> GetBindingForDN(const std::string& dn);
 // Reads the object `dn` through the binding of its domain.
 kesh::ADObject GetADObjectByDN(const std::string& dn);

@@ -75,7 +75,6 @@ void SelectObject(const Tcl::object& args) {
   ParseArgs(switches, args, positional);
   if (positional.size() != 1) throw Tcl::tcl_syntax_error();
   const std::string& dn = positional[0];
-  const std::string domain = kesh::lower(kesh::DN::domainFromDN(dn));
 
   std::unique_ptr<AttrNames> attrs;
   if (switches["-attrs"].seen) attrs.reset(new AttrNames(switches["-attrs"].value));
@@ -83,7 +82,7 @@ void SelectObject(const Tcl::object& args) {
 
   kesh::ADObject object;
   if (!switches["-gc"].seen) {
-    std::shared_ptr<MyBinding> binding = GetBinding(domain);
+    std::shared_ptr<MyBinding> binding = GetBindingForDN(dn);
     object = binding->fetch(switches["-rootdse"].seen ? std::string() : dn, list, AD_ALL_OBJECTS);
   } else {
     object = GetGCBinding("")->fetch(dn, list, AD_ALL_OBJECTS);
