@@ -221,7 +221,14 @@ void LoadCache(kesh::ADObjectList list, kesh::AttrList attrs) {
   SessionCache().cacheList(list, attrs);
 }
 
-void SetTimeout(int seconds) { GetContextTab()->ldapTimeout = seconds; }
+void SetTimeout(int seconds) {
+  // A negative number would reach the connection as "wait without limit" unsaid.
+  if (seconds < 0) {
+    KESH_THROW(kesh::BadDataException, 0,
+               "LDAP timeout must be a number of seconds, or 0 for no limit: %d", seconds);
+  }
+  GetContextTab()->ldapTimeout = seconds;
+}
 
 std::string BindInfo(std::string domain, const std::string& field) {
   std::shared_ptr<MyBinding> binding = GetBinding(domain);

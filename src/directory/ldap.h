@@ -110,7 +110,8 @@ void DeleteTree(std::shared_ptr<MyBinding> binding, kesh::ADObject object);
 // Enters every object of `list` into the cache under the attribute list `attrs`.
 void LoadCache(kesh::ADObjectList list, kesh::AttrList attrs);
 
-// `set_ldap_timeout <seconds>`: the LDAP timeout of bindings made from now on.
+// `set_ldap_timeout <seconds>`: the LDAP timeout of bindings made from now on; 0 waits
+// without limit. Throws kesh::BadDataException, changing nothing, for a negative number.
 void SetTimeout(int seconds);
 // `get_bind_info <domain> forest|server|sid|domain_level|forest_level`.
 std::string BindInfo(std::string domain, const std::string& field);
