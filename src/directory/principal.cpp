@@ -139,9 +139,9 @@ kesh::ADObject GetPrincipal(const std::string& name) {
     }
   }
   if (timedOut > 0) {
-    const long seconds = static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(
-                                               std::chrono::steady_clock::now() - start)
-                                               .count());
+    const long seconds = static_cast<long>(
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start)
+            .count());
     KESH_THROW(kesh::NotFoundException, 0,
                "Principal not found: %s (%d of 3 look-ups timed out, %ld s in all)", name.c_str(),
                timedOut, seconds);

@@ -85,4 +85,3 @@ void Show(const Tcl::object& args) {
     }
   }
 }
-

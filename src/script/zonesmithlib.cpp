@@ -4,9 +4,9 @@
 
 #include <memory>
 
+#include "directory/cache.h"
 #include "directory/library/exceptions.h"
 #include "script/args.h"
-#include "directory/cache.h"
 #include "script/context.h"
 #include "script/cpptcl.h"
 #include "script/funcs.h"

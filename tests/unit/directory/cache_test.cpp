@@ -3,15 +3,14 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <unistd.h>
-
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -437,8 +436,7 @@ TEST_F(CacheFile, RemoveDeletesEveryRowWhoseKeyBeginsWithTheDn) {
   cache.trace = true;
   TraceLog log(cache);
   cache.remove("CN=Alice,CN=Users,DC=Example,DC=Test");
-  EXPECT_EQ("cache remove CN=Alice,CN=Users,DC=Example,DC=Test\n",
-            log.text);
+  EXPECT_EQ("cache remove CN=Alice,CN=Users,DC=Example,DC=Test\n", log.text);
   EXPECT_EQ(std::vector<std::string>{"cn=staff,dc=example,dc=test:0"},
             Query("select dn from object"));
   EXPECT_TRUE(cache.lookupDN(kAliceDn, nullptr, "").empty());
@@ -481,7 +479,8 @@ TEST_F(CacheFile, RefusesAFileThatIsNotACacheDatabase) {
     std::string content;
   } cases[] = {
       {"text", "precious notes\n"},
-      {"SQLite header, garbage after", std::string("SQLite format 3\0", 16) + std::string(200, 'x')},
+      {"SQLite header, garbage after",
+       std::string("SQLite format 3\0", 16) + std::string(200, 'x')},
   };
   for (const Case& c : cases) {
     for (bool keep : {false, true}) {

@@ -185,11 +185,10 @@ TEST(SecurityDescriptorTest, AbsentPartsAndUnknownAceBodies) {
   EXPECT_EQ(back.data(), odd);
 
   // A body that only looks like a SID (revision 0) is bytes too, not a refused SID.
-  std::string revisionZero = Bytes({1,    0,    0x04, 0x80, 0, 0, 0,    0, 0,    0,    0,    0,
-                                    0,    0,    0,    0,    0x14, 0, 0, 0, 0x02, 0, 0x18, 0,
-                                    1,    0,    0,    0,  // ACL revision 2, size 24, one ACE
-                                    0x13, 0,    0x10, 0,    1,    0, 0, 0, 0,    0, 0,    0,
-                                    0,    0,    0,    0});
+  std::string revisionZero =
+      Bytes({1,    0, 0x04, 0x80, 0,    0, 0,    0, 0, 0, 0, 0, 0, 0, 0, 0,
+             0x14, 0, 0,    0,    0x02, 0, 0x18, 0, 1, 0, 0, 0,  // ACL revision 2, size 24, one ACE
+             0x13, 0, 0x10, 0,    1,    0, 0,    0, 0, 0, 0, 0, 0, 0, 0, 0});
   SecurityDescriptor looksLikeSid;
   looksLikeSid.parse(revisionZero);
   ASSERT_EQ(looksLikeSid.dacl.aces.size(), 1u);

@@ -113,8 +113,7 @@ TEST(SidTest, MalformedBinaryIsRefused) {
        "Invalid binary SID: 72 bytes for 16 sub-authorities"},
       // Its text would be "S-0-15", which no reader takes: only revision 1 exists.
       {"revision 0", Bytes({0, 0, 0, 0, 0, 0, 0, 15}), "Invalid binary SID: revision 0"},
-      {"revision 2", Bytes({2, 1, 0, 0, 0, 0, 0, 5, 7, 0, 0, 0}),
-       "Invalid binary SID: revision 2"},
+      {"revision 2", Bytes({2, 1, 0, 0, 0, 0, 0, 5, 7, 0, 0, 0}), "Invalid binary SID: revision 2"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.label);

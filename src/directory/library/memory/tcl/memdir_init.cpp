@@ -99,8 +99,8 @@ int Dump(Tcl_Interp* interp, const Words& w) {
 
 int Stall(Tcl_Interp* interp, const Words& w) {
   const char* usage = "on|off ?-domain domain?";
-  bool valid = (w.size() == 1 || (w.size() == 3 && w[1] == "-domain")) &&
-               (w[0] == "on" || w[0] == "off");
+  bool valid =
+      (w.size() == 1 || (w.size() == 3 && w[1] == "-domain")) && (w[0] == "on" || w[0] == "off");
   if (!valid) return Usage(interp, "memdir::stall", usage);
   kesh::memdir::Stall(w[0] == "on", w.size() == 3 ? w[2] : std::string());
   return TCL_OK;

@@ -136,13 +136,32 @@ TEST(FilterTest, Matching) {
 
 TEST(FilterTest, MalformedFiltersAreServerErrors) {
   const char* const bad[] = {
-      "(cn=x",      "cn=x)",     "(&(cn=x)",     "(!(cn=x)(cn=y))", "(=x)",        "(cn=a(b)",
-      "(cn=a\\zz)", "(cn=a\\4)", "(cn=x)(cn=y)", "((cn=x))",        "(cn=x) junk", "(c n=x)",
-      "()",         "(!)",       "(cn:=x)",      "(&(cn=x)y)",      "(cn=abc\\",   "(cn=a*b(c)",
+      "(cn=x",
+      "cn=x)",
+      "(&(cn=x)",
+      "(!(cn=x)(cn=y))",
+      "(=x)",
+      "(cn=a(b)",
+      "(cn=a\\zz)",
+      "(cn=a\\4)",
+      "(cn=x)(cn=y)",
+      "((cn=x))",
+      "(cn=x) junk",
+      "(c n=x)",
+      "()",
+      "(!)",
+      "(cn:=x)",
+      "(&(cn=x)y)",
+      "(cn=abc\\",
+      "(cn=a*b(c)",
       // Options without an attribute type.
-      ";=",         "(;binary=x)", "(;x=*)",
+      ";=",
+      "(;binary=x)",
+      "(;x=*)",
       // A matching rule is an OID or a name.
-      "cn:a(b:=x",  "(cn:1.2#3:=x)", "(cn:dn:a b:=x)",
+      "cn:a(b:=x",
+      "(cn:1.2#3:=x)",
+      "(cn:dn:a b:=x)",
   };
   for (const char* f : bad) {
     try {
