@@ -1,12 +1,10 @@
 #include "directory/cache.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <boost/algorithm/string/predicate.hpp>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -68,23 +66,6 @@ bool IsCacheFile(const std::string& path, const struct stat& st) {
   }
 }
 
-// A new, empty file at `path`, readable and writable by its owner only whatever the umask.
-void CreatePrivateFile(const std::string& path) {
-  int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (fd < 0) {
-    KESH_THROW(kesh::BadDataException, 0, "Cannot create cache file %s: %s", path.c_str(),
-               strerror(errno));
-  }
-  int rc = fchmod(fd, S_IRUSR | S_IWUSR);
-  int error = errno;
-  close(fd);
-  if (rc != 0) {
-    unlink(path.c_str());
-    KESH_THROW(kesh::BadDataException, 0, "Cannot create cache file %s: %s", path.c_str(),
-               strerror(error));
-  }
-}
-
 }  // namespace
 
 void Cache::traceLine(const std::string& line) {
@@ -138,15 +119,7 @@ void Cache::open(const std::string& path, bool keep) {
   if (!keep || !exists) {
     // A fresh file each time: whatever an earlier run left is gone.
     if (exists) unlink(path.c_str());
-    CreatePrivateFile(path);
-    try {
-      opening = std::make_shared<Sqlite::DB>(path, kOpenReadWrite);
-      opening->execute(kSchema);
-    } catch (const KESHException&) {
-      opening.reset();
-      unlink(path.c_str());
-      throw;
-    }
+    opening = std::make_shared<Sqlite::DB>(Sqlite::DB::Create(path, kSchema, kOpenReadWrite));
   } else {
     opening = std::make_shared<Sqlite::DB>(Sqlite::DB::Open(path, kOpenReadWriteCreate));
   }

@@ -1,9 +1,12 @@
 #include "directory/library/sqlite.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "directory/library/exceptions.h"
@@ -44,9 +47,25 @@ DB& DB::operator=(DB&& other) noexcept {
 }
 
 DB DB::Create(const std::string& path, const char* schemaSql, int flags) {
-  struct stat info;
-  if (stat(path.c_str(), &info) == 0) {
-    KESH_THROW(kesh::SystemException, SQLITE_CANTOPEN, "Database %s exists already", path.c_str());
+  // The file is made here, new and private, before SQLite opens it: whatever the umask,
+  // nobody else can open it between its creation and its first row.
+  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (fd < 0) {
+    const int error = errno;
+    if (error == EEXIST) {
+      KESH_THROW(kesh::SystemException, SQLITE_CANTOPEN, "Database %s exists already",
+                 path.c_str());
+    }
+    KESH_THROW(kesh::SystemException, SQLITE_CANTOPEN, "Cannot create database %s: %s",
+               path.c_str(), strerror(error));
+  }
+  const int rc = fchmod(fd, S_IRUSR | S_IWUSR);
+  const int error = errno;
+  close(fd);
+  if (rc != 0) {
+    unlink(path.c_str());
+    KESH_THROW(kesh::SystemException, SQLITE_CANTOPEN, "Cannot create database %s: %s",
+               path.c_str(), strerror(error));
   }
   DB db(path, (flags & ~SQLITE_OPEN_READONLY) | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   try {

@@ -33,8 +33,9 @@ class DB {
   DB(const DB&) = delete;
   DB& operator=(const DB&) = delete;
 
-  // Makes a new database file at `path` and runs `schemaSql` in it. Throws when the file
-  // exists already, or when the schema fails (the file is then removed).
+  // Makes a new database file at `path`, readable and writable by its owner only whatever
+  // the umask, and runs `schemaSql` in it. Throws when the file exists already or cannot be
+  // made, or when the schema fails (the file is then removed).
   static DB Create(const std::string& path, const char* schemaSql, int flags = READWRITE);
   // Opens an existing database; a missing file is an error.
   static DB Open(const std::string& path, int flags = READWRITE);

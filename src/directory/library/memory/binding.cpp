@@ -217,7 +217,6 @@ class MemoryBinding : public ADBinding {
 
   void setConnectTimeout(int seconds, int) override { connectTimeout_ = seconds; }
   void setSearchTimeout(int seconds, int) override {
-    searchTimeout_ = seconds;
     Directory& d = Directory::instance();
     auto lock = d.lock();
     conn_->searchTimeout = seconds;
@@ -412,8 +411,7 @@ class MemoryBinding : public ADBinding {
   std::string site_;
   std::string connectedServer_;
   int connectTimeout_ = 0;
-  int searchTimeout_ = 0;
-  std::shared_ptr<Connection> conn_;
+  std::shared_ptr<Connection> conn_;  // holds the search timeout too
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "directory/library/exceptions.h"
 #include "directory/library/memory/directory.h"
+#include "directory/library/strings.h"
 
 namespace kesh {
 namespace memdir {
@@ -39,9 +40,7 @@ void DropAfter(long n, const std::string& domain, bool reconnect) {
   Directory& d = Directory::instance();
   auto lock = d.lock();
   d.fault.countdown = n > 0 ? n : 0;
-  std::string lower = domain;
-  for (char& c : lower) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-  d.fault.domain = lower;
+  d.fault.domain = kesh::lower(domain);
   d.fault.reconnect = reconnect;
 }
 
@@ -49,9 +48,7 @@ void Stall(bool on, const std::string& domain) {
   Directory& d = Directory::instance();
   auto lock = d.lock();
   d.stall.on = on;
-  std::string lower = domain;
-  for (char& c : lower) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-  d.stall.domain = lower;
+  d.stall.domain = kesh::lower(domain);
 }
 
 uint64_t OperationCount() {
