@@ -17,9 +17,12 @@ void FuncBind(const Tcl::object& args) {
   request.gc = switches["-gc"].seen;
   request.machine = switches["-machine"].seen;
   request.write = switches["-write"].seen;
-  // A -machine bind on a machine that is not joined is refused before the word count.
-  if (request.machine) RequireJoinedMachine();
-  if (positional.empty()) throw Tcl::tcl_syntax_error("");
+  if (positional.empty()) {
+    // A -machine bind on a machine that is not joined is refused before the word count;
+    // with a domain, BindDomain makes that check.
+    if (request.machine) RequireJoinedMachine();
+    throw Tcl::tcl_syntax_error("");
+  }
   request.target = positional[0];
   if (positional.size() >= 2) {
     request.userGiven = true;
