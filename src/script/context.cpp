@@ -9,13 +9,18 @@
 
 const char* const kContextKey = "zonesmith";
 
-Tcl::interpreter& SessionInterp() {
+ScriptSession* SessionOfCurrentInterp() {
   Tcl_Interp* interp = Tcl::interpreter::GetCurrentInterp();
-  if (interp == nullptr) KESH_THROW(kesh::SystemException, 0, "No current interpreter");
-  auto* session = static_cast<ScriptSession*>(Tcl_GetAssocData(interp, kContextKey, nullptr));
-  if (session == nullptr) {
-    KESH_THROW(kesh::SystemException, 0, "No session in this interpreter");
+  if (interp == nullptr) return nullptr;
+  return static_cast<ScriptSession*>(Tcl_GetAssocData(interp, kContextKey, nullptr));
+}
+
+Tcl::interpreter& SessionInterp() {
+  if (Tcl::interpreter::GetCurrentInterp() == nullptr) {
+    KESH_THROW(kesh::SystemException, 0, "No current interpreter");
   }
+  ScriptSession* session = SessionOfCurrentInterp();
+  if (session == nullptr) KESH_THROW(kesh::SystemException, 0, "No session in this interpreter");
   return *session->interp;
 }
 

@@ -26,6 +26,10 @@ class ScriptSession : public ContextTab {
   std::shared_ptr<Tcl::interpreter> interp;
 };
 
+// The session of the interpreter whose command runs on this thread; null when there is
+// none. The script layer names it as the provider of GetContextTab().
+ScriptSession* SessionOfCurrentInterp();
+
 // The interpreter of the running command's session. Throws kesh::SystemException when no
 // command of a loaded interpreter runs on this thread.
 Tcl::interpreter& SessionInterp();

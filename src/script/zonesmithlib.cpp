@@ -30,7 +30,7 @@ int Zonesmith_cpptcl_Init(Tcl::interpreter& interp) {
   // Trace lines of the cache go to the interpreter's standard output, in order with the
   // script's own.
   tab->cache->setTraceSink([](const std::string& line) { WriteStdout(line + "\n"); });
-  SetSessionProvider(SessionOfCurrentInterp);
+  SetSessionProvider([]() -> ContextTab* { return SessionOfCurrentInterp(); });
 
   Tcl::SetCurrentInterp(raw);
   LoadFuncs();
@@ -42,12 +42,6 @@ void CleanContextTab(ClientData data, Tcl_Interp*) {
   if (data == nullptr) return;
   // ~ContextTab closes the cache, then drops the saved frames, then the current frame.
   delete static_cast<ScriptSession*>(data);
-}
-
-ContextTab* SessionOfCurrentInterp() {
-  Tcl_Interp* interp = Tcl::interpreter::GetCurrentInterp();
-  if (interp == nullptr) return nullptr;
-  return static_cast<ScriptSession*>(Tcl_GetAssocData(interp, kContextKey, nullptr));
 }
 
 void AddCommand(std::string name, std::string alias, std::string usage, std::string help) {

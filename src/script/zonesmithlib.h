@@ -35,10 +35,6 @@ int Zonesmith_cpptcl_Init(Tcl::interpreter& interp);
 // frame. A null `data` is ignored.
 void CleanContextTab(ClientData data, Tcl_Interp* interp);
 
-// The session of the interpreter whose command runs on this thread; null when there is
-// none. GetContextTab() asks it when no session is installed on the thread.
-ContextTab* SessionOfCurrentInterp();
-
 // Enters a command into the help store and registers its usage line (for the name and the
 // alias) with the binding layer. The help text is: name, "(alias)" when there is one, a
 // blank, the usage, and a newline and the help body when there is one.
