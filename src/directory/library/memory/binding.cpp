@@ -8,6 +8,7 @@
 #include <chrono>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include "directory/library/adbinding.h"
 #include "directory/library/dn.h"
@@ -184,10 +185,7 @@ class MemoryBinding : public ADBinding {
 
   PagedObjectList search(int pageSize, const std::string& filter, const std::string& base,
                          AttrList attrs, int scope, int sizeLimit, int) override {
-    std::shared_ptr<MemoryPages> pages = NamedOperation("search", base, [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    std::shared_ptr<MemoryPages> pages = operate("search", base, [&](Directory& d, View& view) {
       Filter f = ParseFilter(filter);
       if (scope < SCOPE_BASE || scope > SCOPE_SUB) {
         KESH_THROW(LDAPException, 2, "Protocol error");
@@ -225,10 +223,7 @@ class MemoryBinding : public ADBinding {
   std::string server() override { return connectedServer_; }
 
   ADObject fetch(const std::string& dn, AttrList attrs, const std::string& filter, int) override {
-    return NamedOperation("search", dn, [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    return operate("search", dn, [&](Directory& d, View& view) {
       Filter f = ParseFilter(filter);
       AttrRequest request = AttrRequest::from(attrs);
       if (dn.empty()) {
@@ -243,10 +238,7 @@ class MemoryBinding : public ADBinding {
   }
 
   void add(ADObject& object) override {
-    NamedOperation("add", object.dn(), [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    operate("add", object.dn(), [&](Directory& d, View& view) {
       AttrStore attrs;
       for (const auto& a : object.attributes()) {
         if (a.second.empty() || IsInternal(a.first)) continue;
@@ -258,10 +250,7 @@ class MemoryBinding : public ADBinding {
   }
 
   void rename(ADObject& object, const std::string& newRdn) override {
-    NamedOperation("rename", object.dn(), [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    operate("rename", object.dn(), [&](Directory& d, View& view) {
       Entry& e = d.resolveIn(view, object.dn());
       if (newRdn.find('=') == std::string::npos) {
         KESH_THROW(LDAPException, LDAP_RC_INVALID_DN_SYNTAX, "Invalid DN syntax: new RDN %s",
@@ -274,10 +263,7 @@ class MemoryBinding : public ADBinding {
   }
 
   void update(ADObject& object, int mode) override {
-    NamedOperation("modify", object.dn(), [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    operate("modify", object.dn(), [&](Directory& d, View& view) {
       Entry& e = d.resolveIn(view, object.dn());
       std::vector<Change> changes;
       for (const auto& a : object.attributes()) {
@@ -293,10 +279,7 @@ class MemoryBinding : public ADBinding {
   }
 
   void remove(ADObject& object, bool tree) override {
-    NamedOperation("delete", object.dn(), [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    operate("delete", object.dn(), [&](Directory& d, View& view) {
       Entry& e = d.resolveIn(view, object.dn());
       d.remove(view, e.key, tree);
     });
@@ -332,10 +315,7 @@ class MemoryBinding : public ADBinding {
 
   void getAttributeValues(ADObject& object, const std::string& name, int) override {
     std::string attr = DN::unescapeDNString(name);
-    std::vector<std::string> values = NamedOperation("search", object.dn(), [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    std::vector<std::string> values = operate("search", object.dn(), [&](Directory& d, View& view) {
       Entry& e = d.resolveIn(view, object.dn());
       std::vector<std::string> all = d.allValues(e, attr);
       if (strcasecmp(attr.c_str(), "nTSecurityDescriptor") == 0 && !all.empty()) {
@@ -352,10 +332,7 @@ class MemoryBinding : public ADBinding {
   }
 
   void move(ADObject& object, const std::string& newParent) override {
-    NamedOperation("move", object.dn(), [&] {
-      Directory& d = Directory::instance();
-      auto lock = d.lock();
-      View view = Begin(d, *conn_);
+    operate("move", object.dn(), [&](Directory& d, View& view) {
       Entry& e = d.resolveIn(view, object.dn());
       std::string key = e.key;
       std::string rdn = DN::rdn(e.dn);
@@ -375,6 +352,19 @@ class MemoryBinding : public ADBinding {
   void connectToWritable() override {}
 
  private:
+  // Runs the operation `name` on `dn`: under the directory's lock, counted and checked by
+  // Begin (connection, faults), its failures named after the operation and the DN.
+  template <class F>
+  auto operate(const char* name, const std::string& dn, F&& body)
+      -> decltype(body(std::declval<Directory&>(), std::declval<View&>())) {
+    return NamedOperation(name, dn, [&] {
+      Directory& d = Directory::instance();
+      auto lock = d.lock();
+      View view = Begin(d, *conn_);
+      return body(d, view);
+    });
+  }
+
   static bool IsInternal(const std::string& name) {
     return strcasecmp(name.c_str(), kDnAttribute) == 0 ||
            strcasecmp(name.c_str(), "_objectCategory") == 0;
