@@ -20,6 +20,7 @@
 #include "directory/util_func.h"
 
 // zones: zone commands, NIS maps, right delegation
+#include "zones/zone_func.h"
 
 // schema: users, groups, computers
 
@@ -99,14 +100,14 @@ const std::vector<Row>& Table() {
     {"get_temp_dir", "gtd", "[-secure|-nonsecure]", "Get temporary directory.When no flag is supplied, the directory is determined by the effective user id(euid).If the euid = 0 or -secure is specified, we will get a secure path.Otherwise, we get the default temporary directory for normal users", Variadic(GetTempDir)},
     {"push", "", "", "Saves zonesmith context on internal stack.\n", Fixed(Push)},
     {"pop", "", "", "Restores context from internal stack.\n", Fixed(Pop)},
-    {"delete_zone", "dlz", "", "Deletes the current zone from AD, after asking for confirmation when interactive.\nNot available yet: its family of commands has not landed.\n", NotAvailableVariadic()},
-    {"create_zone", "cz", "[-ou] tree|classic|classic4|classic3|computer|classic-computer <path> [std|rfc|sfu]", "Creates a zone. The path is a zone DN, or <computer name>@<zone DN> for a computer zone.\n-ou: create the zone as an organizational unit.\nThe schema is rfc where the forest supports RFC 2307, std otherwise, unless given.\nThe new zone does not become current.\nNot available yet: its family of commands has not landed.\n", NotAvailableVariadic()},
-    {"select_zone", "slz", "[-nc] <path>", "Makes the specified zone current.\nA zone read once is kept and selected again without reading AD; -nc reads it again.\nNot available yet: its family of commands has not landed.\n", NotAvailableVariadic()},
-    {"save_zone", "svz", "", "Saves changes made to the current zone.\nNot available yet: its family of commands has not landed.\n", NotAvailable(0)},
-    {"set_zone_field", "szf", "<field> <value>", "Sets a field of the current zone. Fields:\nparent computers nisdomain sfudomain defaultgecos nssvar (<var>=<val>)\navailableshells cloudurl block.parent.zgroup defaultshell username groupname defaultgid defaulthome\ndescription gidreserved gidnext masterdc pwsync truncatename uidreserved uidnext groupmembership\nprovisioning_* (the automatic provisioning settings of the zone)\nChanges are written by save_zone.\nNot available yet: its family of commands has not landed.\n", NotAvailable(2)},
-    {"get_zone_field", "gzf", "[-raw] <field>", "Returns a field of the current zone. Fields:\nparent dn computers type schema nisdomain sfudomain defaultgecos createTime modifyTime\navailableshells cloudurl block.parent.zgroup defaultshell username groupname defaultgid defaulthome\ndescription gidreserved gidnext masterdc pwsync truncatename uidreserved uidnext groupmembership\nprovisioning_* (the automatic provisioning settings of the zone)\n-raw: the parent as stored.\nNot available yet: its family of commands has not landed.\n", NotAvailableVariadic()},
-    {"get_zone_nss_vars", "gznv", "", "Returns the nss variables of the current zone as a list of <var>=<val>.\nNot available yet: its family of commands has not landed.\n", NotAvailable(0)},
-    {"get_zones", "gz", "<domain>", "Returns a list of the DNs of the zones in the specified domain.\nNot available yet: its family of commands has not landed.\n", NotAvailable(1)},
+    {"delete_zone", "dlz", "", "Deletes the current zone from AD, after asking for confirmation when interactive.\n", Variadic(DeleteZone)},
+    {"create_zone", "cz", "[-ou] tree|classic|classic4|classic3|computer|classic-computer <path> [std|rfc|sfu]", "Creates a zone. The path is a zone DN, or <computer name>@<zone DN> for a computer zone.\n-ou: create the zone as an organizational unit.\nThe schema is rfc where the forest supports RFC 2307, std otherwise, unless given.\nThe new zone does not become current.\n", Variadic(CreateZoneFunc)},
+    {"select_zone", "slz", "[-nc] <path>", "Makes the specified zone current.\nA zone read once is kept and selected again without reading AD; -nc reads it again.\n", Variadic(SelectZone)},
+    {"save_zone", "svz", "", "Saves changes made to the current zone.\n", Fixed(SaveZone)},
+    {"set_zone_field", "szf", "<field> <value>", "Sets a field of the current zone. Fields:\nparent computers nisdomain sfudomain defaultgecos nssvar (<var>=<val>)\navailableshells cloudurl block.parent.zgroup defaultshell username groupname defaultgid defaulthome\ndescription gidreserved gidnext masterdc pwsync truncatename uidreserved uidnext groupmembership\nprovisioning_* (the automatic provisioning settings of the zone)\nChanges are written by save_zone.\n", Fixed(SetZoneField)},
+    {"get_zone_field", "gzf", "[-raw] <field>", "Returns a field of the current zone. Fields:\nparent dn computers type schema nisdomain sfudomain defaultgecos createTime modifyTime\navailableshells cloudurl block.parent.zgroup defaultshell username groupname defaultgid defaulthome\ndescription gidreserved gidnext masterdc pwsync truncatename uidreserved uidnext groupmembership\nprovisioning_* (the automatic provisioning settings of the zone)\n-raw: the parent as stored.\n", Variadic(GetZoneField)},
+    {"get_zone_nss_vars", "gznv", "", "Returns the nss variables of the current zone as a list of <var>=<val>.\n", Fixed(GetNssVars)},
+    {"get_zones", "gz", "<domain>", "Returns a list of the DNs of the zones in the specified domain.\n", Fixed(GetZones)},
     {"list_zone_users", "lszu", "[-upn]", "Lists the users of the current zone: <name>:<unix name>:<uid>:<gid>:<gecos>:<home>:<shell>.\n-upn: name users by their userPrincipalName.\nNot available yet: its family of commands has not landed.\n", NotAvailableVariadic()},
     {"list_local_users_profile", "lslup", "", "Lists the local users of the current zone: <unix name>:<uid>:<gid>:<gecos>:<home>:<shell>:<profileflag>.\nNot available yet: its family of commands has not landed.\n", NotAvailable(0)},
     {"list_pending_zone_users", "lpzu", "", "Lists the pending users of the current zone.\nNot available yet: its family of commands has not landed.\n", NotAvailable(0)},
@@ -266,7 +267,7 @@ const std::vector<Row>& Table() {
     {"set_sd_dacl", "ssd", "<sddl> <dacl>", "Replaces the DACL of an SDDL security descriptor and returns the new SDDL.\n", Fixed(SetSDDacl)},
     {"get_pwnam", "gpn", "<unix name>", "Looks up UNIX user by name.\n", Fixed(GetPwNam)},
     {"getent_passwd", "gep", "", "Enumerate locally visible UNIX users.\n", Fixed(GetentPasswd)},
-    {"get_child_zones", "gcz", "[-tree] [-crole] [-computer]", "Returns a list of the paths of the child zones of the current zone.\n-tree: child zones; -crole: computer roles; -computer: computer zones. Without switches, all of them.\nNot available yet: its family of commands has not landed.\n", NotAvailableVariadic()},
+    {"get_child_zones", "gcz", "[-tree] [-crole] [-computer]", "Returns a list of the paths of the child zones of the current zone.\n-tree: child zones; -crole: computer roles; -computer: computer zones. Without switches, all of them.\n", Variadic(GetChildZones)},
     {"create_computer_role", "ccr", "<zone DN>/<name> <group upn>", "Creates a computer role in a zone for the computers of a security group.\nNot available yet: its family of commands has not landed.\n", NotAvailable(2)},
     {"principal_from_sid", "pfs", "[-upn] <sid>", "Gets <SAM>@<DOMAIN>/<UPN> that SID represents.\n", Variadic(PrincipalFromSid)},
     {"sid_to_escaped_string", "stes", "<sid>", "Returns string suitable for LDAP filter by SID.\n", Fixed(EscapeSid)},
