@@ -1,5 +1,6 @@
 // The authorization mix-ins of zones. Until roles, rights, assignments and restricted
-// environments land, each operation refuses through NotAvailable.
+// environments land, each operation makes the checks that need none of them (a store and
+// a scope present, a name given) and then refuses through NotAvailable.
 #include "authorization/zone_qv.h"
 
 #include "authorization/qv.h"
@@ -11,12 +12,25 @@ namespace {
   KESH_THROW(kesh::BadDataException, 0, "%s is not available yet", operation);
 }
 
+// The gate of every forwarder: a zone without store or scope says so first.
+[[noreturn]] void NotAvailable(ZoneUsesQV& zone, const char* operation) {
+  zone.checkForClassic(false);
+  NotAvailable(operation);
+}
+
 }  // namespace
 
 // ZoneUsesQV
 
-std::shared_ptr<QVRole> ZoneUsesQV::findRole(const std::string&) { NotAvailable("findRole"); }
-std::shared_ptr<QVRight> ZoneUsesQV::findRight(const std::string&) { NotAvailable("findRight"); }
+std::shared_ptr<QVRole> ZoneUsesQV::findRole(const std::string& name) {
+  if (name.empty()) KESH_THROW(kesh::BadDataException, 0, "Role cannot be empty");
+  NotAvailable(*this, "findRole");
+}
+
+std::shared_ptr<QVRight> ZoneUsesQV::findRight(const std::string& name) {
+  if (name.empty()) KESH_THROW(kesh::BadDataException, 0, "Right name cannot be empty");
+  NotAvailable(*this, "findRight");
+}
 
 void ZoneUsesQV::checkForClassic(bool) {
   if (!store || !scope) KESH_THROW(kesh::BadDataException, 0, "QV not enabled for this zone");
@@ -25,86 +39,98 @@ void ZoneUsesQV::checkForClassic(bool) {
 // AssignmentSupport
 
 std::shared_ptr<Assignment> AssignmentSupport::getAssignment(const std::string&) {
-  NotAvailable("getAssignment");
+  NotAvailable(*this, "getAssignment");
 }
 void AssignmentSupport::saveAssignment(std::shared_ptr<Assignment>&) {
-  NotAvailable("saveAssignment");
+  NotAvailable(*this, "saveAssignment");
 }
+// A new assignment needs no store until it is saved.
 std::shared_ptr<Assignment> AssignmentSupport::newAssignment(const std::string&) {
   NotAvailable("newAssignment");
 }
-void AssignmentSupport::getAssignments(const std::string&, std::list<std::shared_ptr<Assignment>>&) {
-  NotAvailable("getAssignments");
+void AssignmentSupport::getAssignments(const std::string&,
+                                       std::list<std::shared_ptr<Assignment>>&) {
+  NotAvailable(*this, "getAssignments");
 }
 void AssignmentSupport::deleteAssignment(std::shared_ptr<Assignment>&) {
-  NotAvailable("deleteAssignment");
+  NotAvailable(*this, "deleteAssignment");
 }
 
 // RoleManagement
 
-std::shared_ptr<QVRole> RoleManagement::getRole(const std::string&) { NotAvailable("getRole"); }
-void RoleManagement::saveRole(std::shared_ptr<QVRole>&) { NotAvailable("saveRole"); }
-void RoleManagement::deleteRole(std::shared_ptr<QVRole>&) { NotAvailable("deleteRole"); }
-void RoleManagement::getRoles(std::list<std::shared_ptr<QVRole>>&) { NotAvailable("getRoles"); }
-std::shared_ptr<QVRole> RoleManagement::newRole(const std::string&) { NotAvailable("newRole"); }
+std::shared_ptr<QVRole> RoleManagement::getRole(const std::string&) {
+  NotAvailable(*this, "getRole");
+}
+void RoleManagement::saveRole(std::shared_ptr<QVRole>&) { NotAvailable(*this, "saveRole"); }
+void RoleManagement::deleteRole(std::shared_ptr<QVRole>&) { NotAvailable(*this, "deleteRole"); }
+void RoleManagement::getRoles(std::list<std::shared_ptr<QVRole>>&) {
+  NotAvailable(*this, "getRoles");
+}
+std::shared_ptr<QVRole> RoleManagement::newRole(const std::string&) {
+  NotAvailable(*this, "newRole");
+}
 
 // RightsManagement
 
 void RightsManagement::listPamApps(std::list<std::shared_ptr<PamApp>>&) {
-  NotAvailable("listPamApps");
+  NotAvailable(*this, "listPamApps");
 }
 std::shared_ptr<PamApp> RightsManagement::getPamApp(const std::string&) {
-  NotAvailable("getPamApp");
+  NotAvailable(*this, "getPamApp");
 }
-void RightsManagement::deletePamApp(std::shared_ptr<PamApp>&) { NotAvailable("deletePamApp"); }
-void RightsManagement::savePamApp(std::shared_ptr<PamApp>&) { NotAvailable("savePamApp"); }
+void RightsManagement::deletePamApp(std::shared_ptr<PamApp>&) {
+  NotAvailable(*this, "deletePamApp");
+}
+void RightsManagement::savePamApp(std::shared_ptr<PamApp>&) { NotAvailable(*this, "savePamApp"); }
 std::shared_ptr<PamApp> RightsManagement::newPamApp(const std::string&) {
-  NotAvailable("newPamApp");
+  NotAvailable(*this, "newPamApp");
 }
 void RightsManagement::listQVCommands(std::list<std::shared_ptr<QVCommand>>&) {
-  NotAvailable("listQVCommands");
+  NotAvailable(*this, "listQVCommands");
 }
 std::shared_ptr<QVCommand> RightsManagement::getQVCommand(const std::string&) {
-  NotAvailable("getQVCommand");
+  NotAvailable(*this, "getQVCommand");
 }
 void RightsManagement::deleteQVCommand(std::shared_ptr<QVCommand>&) {
-  NotAvailable("deleteQVCommand");
+  NotAvailable(*this, "deleteQVCommand");
 }
 void RightsManagement::saveQVCommand(std::shared_ptr<QVCommand>&) {
-  NotAvailable("saveQVCommand");
+  NotAvailable(*this, "saveQVCommand");
 }
 std::shared_ptr<QVCommand> RightsManagement::newQVCommand(const std::string&) {
-  NotAvailable("newQVCommand");
+  NotAvailable(*this, "newQVCommand");
 }
 
 // RSManagement
 
-void RSManagement::saveRestrictEnv(std::shared_ptr<RSEnv>&) { NotAvailable("saveRestrictEnv"); }
+void RSManagement::saveRestrictEnv(std::shared_ptr<RSEnv>&) {
+  NotAvailable(*this, "saveRestrictEnv");
+}
 void RSManagement::deleteRestrictEnv(std::shared_ptr<RSEnv>&) {
-  NotAvailable("deleteRestrictEnv");
+  NotAvailable(*this, "deleteRestrictEnv");
 }
 void RSManagement::getRestrictEnvs(std::list<std::shared_ptr<RSEnv>>&) {
-  NotAvailable("getRestrictEnvs");
+  NotAvailable(*this, "getRestrictEnvs");
 }
 std::shared_ptr<RSEnv> RSManagement::getRestrictEnv(const std::string&) {
-  NotAvailable("getRestrictEnv");
+  NotAvailable(*this, "getRestrictEnv");
 }
 std::shared_ptr<RSEnv> RSManagement::newRestrictEnv(const std::string&) {
-  NotAvailable("newRestrictEnv");
+  NotAvailable(*this, "newRestrictEnv");
 }
 void RSManagement::listRestrictCommands(std::list<std::shared_ptr<RestrictCommand>>&) {
-  NotAvailable("listRestrictCommands");
+  NotAvailable(*this, "listRestrictCommands");
 }
 std::shared_ptr<RestrictCommand> RSManagement::getRestrictCommand(const std::string&) {
-  NotAvailable("getRestrictCommand");
+  NotAvailable(*this, "getRestrictCommand");
 }
 std::shared_ptr<RestrictCommand> RSManagement::newRestrictCommand(const std::string&,
                                                                   std::shared_ptr<RSEnv>&) {
-  NotAvailable("newRestrictCommand");
+  NotAvailable(*this, "newRestrictCommand");
 }
 void RSManagement::saveRestrictCommand(std::shared_ptr<RestrictCommand>&) {
-  NotAvailable("saveRestrictCommand");
+  NotAvailable(*this, "saveRestrictCommand");
 }
 void RSManagement::deleteRestrictCommand(std::shared_ptr<RestrictCommand>&) {
-  NotAvailable("deleteRestrictCommand");
+  NotAvailable(*this, "deleteRestrictCommand");
 }
