@@ -1,26 +1,94 @@
-// Zone paths, opening and creation, and the schema-backed capabilities shared by the zone
-// classes.
+// Zone paths, opening and creation, and the schema-backed capabilities that the zone
+// classes compose.
 #include "zones/zone.h"
 
+#include <cstdlib>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "directory/ldap.h"
+#include "directory/library/adbinding.h"
+#include "directory/library/constants.h"
+#include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
+#include "directory/library/guid.h"
+#include "directory/library/strings.h"
+#include "schema/zschema.h"
+#include "zones/ngzone.h"
 
 namespace {
 
+// The domain functional level from which hierarchical, computer and access zones exist.
+constexpr int MIN_ZONE_DOMAIN_LEVEL = 2;
+// Classic zones are written in one of two generations.
+constexpr int CLASSIC_GENERATION_3 = 3;
+constexpr int CLASSIC_GENERATION_4 = 4;
+
+// Profiles, computers, NIS maps and classic zones come in later; their operations say so.
 [[noreturn]] void NotYet(const char* operation) {
   KESH_THROW(kesh::BadDataException, 0, "%s is not available yet", operation);
 }
 
+[[noreturn]] void ClassicNotYet() {
+  KESH_THROW(kesh::BadDataException, 0, "Classic zones are not available yet");
+}
+
+[[noreturn]] void AccessNotYet() {
+  KESH_THROW(kesh::BadDataException, 0, "Access zones are not available yet");
+}
+
+// Hierarchical zones and their sub-zones need a domain above the first functional level.
+void CheckDomainLevel(const std::shared_ptr<MyBinding>& binding) {
+  if (binding->binding->domainLevel() < MIN_ZONE_DOMAIN_LEVEL) {
+    KESH_THROW(kesh::BadDataException, 0, "Zone type not supported in win2k domain");
+  }
+}
+
+// The child container `cn` of the zone object, read from the directory.
+kesh::ADObject ReadChild(kesh::ADObject& zone, const char* cn) {
+  return GetADObjectByDN(kesh::LDAPBinding::createChild(zone, cn, "cn").dn());
+}
+
+bool IsClassicVersion(int version) { return version >= 2 && version <= 5; }
+bool IsTreeVersion(int version) { return version == 6 || version == 7 || version == 9; }
+
 }  // namespace
 
-SchemaType NssZone::getSchemaType() { NotYet("getSchemaType"); }
+// --- NssZone -----------------------------------------------------------------------------
+
+SchemaType NssZone::getSchemaType() { return schema->getSchemaType(); }
+
 void NssZone::delegateRight(const std::string&, std::string) { NotYet("delegateRight"); }
-void NssZone::delegateInitRights(kesh::ADObject, const std::shared_ptr<MyBinding>&) {}
+
+void NssZone::delegateInitRights(kesh::ADObject, const std::shared_ptr<MyBinding>&) {
+  // The creator's access entries on the zone object come with the delegation of zone
+  // rights; until then a new zone keeps the descriptor the directory gave it.
+}
+
+// --- Groups ------------------------------------------------------------------------------
 
 void IZoneSupportNssGroup::saveGroup(std::shared_ptr<NssGroup>&) { NotYet("saveGroup"); }
-void IZoneSupportNssGroup::getGroups(const std::string&, bool (*)(std::shared_ptr<NssGroup>&)) {
-  NotYet("getGroups");
+
+void IZoneSupportNssGroup::getGroups(const std::string& filter,
+                                     bool (*visit)(std::shared_ptr<NssGroup>&)) {
+  bool local = getGroupType() == 1;
+  if (local && getCurrentSchema()->getSchemaType() == SCHEMA_TYPE_SFU) {
+    KESH_THROW(kesh::BadDataException, 0, "SFU Zone does not support local group");
+  }
+  // The group factories arrive with the group profiles; the adapter is asked without one.
+  std::list<std::shared_ptr<NssGroup>> groups;
+  getCurrentSchema()->getGroups(filter, groups, nullptr, local);
+  for (std::shared_ptr<NssGroup>& group : groups) {
+    if (visit(group)) break;
+  }
 }
-void IZoneSupportNssGroup::deleteGroup(std::shared_ptr<NssGroup>&) { NotYet("deleteGroup"); }
+
+void IZoneSupportNssGroup::deleteGroup(std::shared_ptr<NssGroup>& group) {
+  getCurrentSchema()->deleteGroup(group);
+}
+
+// --- Zone users and groups ----------------------------------------------------------------
 
 std::shared_ptr<NssZoneUser> NssZoneSupportZoneUserGroup::getNssZUser(const std::string&, bool) {
   NotYet("getNssZUser");
@@ -38,14 +106,20 @@ void NssZoneSupportZoneUserGroup::getNssZUsers(const std::string&,
 void NssZoneSupportZoneUserGroup::deleteNssZUser(std::shared_ptr<NssUser>) {
   NotYet("deleteNssZUser");
 }
-kesh::ADObject NssZoneSupportZoneUserGroup::getZUserContainer() { NotYet("getZUserContainer"); }
+kesh::ADObject NssZoneSupportZoneUserGroup::getZUserContainer() {
+  return ReadChild(object, "Users");
+}
 std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::getZGroup(const std::string&, bool) {
   NotYet("getZGroup");
 }
 std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::string&) {
   NotYet("newZGroup");
 }
-kesh::ADObject NssZoneSupportZoneUserGroup::getZGroupContainer() { NotYet("getZGroupContainer"); }
+kesh::ADObject NssZoneSupportZoneUserGroup::getZGroupContainer() {
+  return ReadChild(object, "Groups");
+}
+
+// --- Local users and groups -----------------------------------------------------------------
 
 std::shared_ptr<NssLocalUser> NssZoneSupportLocalUserGroup::getNssLocalUser(const std::string&) {
   NotYet("getNssLocalUser");
@@ -70,6 +144,8 @@ std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::newLocalGroup(const std:
   NotYet("newLocalGroup");
 }
 
+// --- Computers ------------------------------------------------------------------------------
+
 std::shared_ptr<ZoneComputer> NssZoneSupportComputer::getZoneComputer(const std::string&) {
   NotYet("getZoneComputer");
 }
@@ -86,8 +162,33 @@ void NssZoneSupportComputer::getZoneComputers(const std::string&,
 void NssZoneSupportComputer::deleteZoneComputer(std::shared_ptr<ZoneComputer>&) {
   NotYet("deleteZoneComputer");
 }
-kesh::ADObject NssZoneSupportComputer::getComputerContainer() { NotYet("getComputerContainer"); }
-void NssZoneSupportComputer::createNisServerGroup() { NotYet("createNisServerGroup"); }
+kesh::ADObject NssZoneSupportComputer::getComputerContainer() {
+  return ReadChild(object, "Computers");
+}
+
+void NssZoneSupportComputer::createNisServerGroup() {
+  std::string zoneDn = object.dn();
+  std::string root = kesh::DN::dnFromDomain(kesh::DN::domainFromDN(zoneDn));
+  kesh::ADObject system = binding->fetch(
+      std::string("<WKGUID=") + AD_GUID_SYSTEM_CONTAINER + "," + root + ">", nullptr,
+      AD_ALL_OBJECTS);
+  std::string systemDn = kesh::upper(system.dn());
+  std::string upperZone = kesh::upper(zoneDn);
+  if (!systemDn.empty() && upperZone.size() >= systemDn.size() &&
+      upperZone.compare(upperZone.size() - systemDn.size(), systemDn.size(), systemDn) == 0) {
+    KESH_THROW(kesh::BadDataException, 0,
+               "A computer in a zone under the default system container cannot act as a NIS "
+               "server.");
+  }
+  kesh::ADObject computers = getComputerContainer();
+  kesh::ADObject group = kesh::LDAPBinding::createChild(computers, "zone_nis_servers", "cn");
+  group[AD_OBJECT_CLASS] = "group";
+  group[AD_DISPLAY_NAME] = "zone_nis_servers";
+  group[AD_SAM_ACCOUNT_NAME] = kesh::Guid::generate().toRealMSString();
+  binding->add(group);
+}
+
+// --- NIS maps -------------------------------------------------------------------------------
 
 void NssZoneSupportNisMaps::getMaps(std::list<std::string>&) { NotYet("getMaps"); }
 void NssZoneSupportNisMaps::getMapEntries(
@@ -107,14 +208,132 @@ void NssZoneSupportNisMaps::removeMapEntry(const std::string&, const std::string
 }
 void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>&) { NotYet("saveMap"); }
 std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string&) { NotYet("getMap"); }
-kesh::ADObject NssZoneSupportNisMaps::getNisContainer() { NotYet("getNisContainer"); }
 
-void ParseZonePath(const std::string&, std::string&, std::string&, std::string&) {
-  NotYet("ParseZonePath");
+kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
+  kesh::ADObject container = kesh::LDAPBinding::createChild(object, "NisMaps", "cn");
+  std::string dn = container.dn();
+  try {
+    return binding->fetch(dn, nullptr, AD_ALL_OBJECTS);
+  } catch (const LDAPException&) {
+    // A zone whose NIS container went missing gets it back on first use.
+  }
+  container[AD_OBJECT_CLASS] = "container";
+  binding->add(container);
+  return binding->fetch(dn, nullptr, AD_ALL_OBJECTS);
 }
-std::shared_ptr<IZone> OpenZone(const std::string&) { NotYet("OpenZone"); }
-void CreateZone(const std::string&, SchemaType, ZoneType, bool) { NotYet("CreateZone"); }
-void GetAllChildren(std::list<std::shared_ptr<IZone>>&, std::shared_ptr<IZone>) {
-  NotYet("GetAllChildren");
+
+// --- Paths, opening, creation -----------------------------------------------------------
+
+void ParseZonePath(const std::string& path, std::string& computerName, std::string& zoneDn,
+                   std::string& accessZoneName) {
+  size_t at = path.find('@');
+  size_t slash = path.find('/');
+  size_t equals = path.find('=');  // npos stands for "at infinity"
+  if (at != std::string::npos && at <= equals) {
+    computerName = path.substr(0, at);
+    zoneDn = path.substr(at + 1);
+  } else if (slash != std::string::npos) {
+    zoneDn = path.substr(0, slash);
+    accessZoneName = path.substr(slash + 1);
+  } else {
+    zoneDn = path;
+  }
+  if (!kesh::DN::isDN(zoneDn)) KESH_THROW(kesh::BadDataException, 0, "Bad zone name format");
+  if (!computerName.empty() && !accessZoneName.empty()) {
+    KESH_THROW(kesh::BadDataException, 0, "Bad zone name format");
+  }
 }
-std::pair<int, std::string> ParseUpn(const std::string&, char) { NotYet("ParseUpn"); }
+
+std::shared_ptr<IZone> OpenZone(const std::string& path) {
+  std::string computerName, zoneDn, accessZoneName;
+  ParseZonePath(path, computerName, zoneDn, accessZoneName);
+  std::shared_ptr<MyBinding> binding = GetBindingForDN(zoneDn);
+  kesh::ADObject object = binding->fetch(zoneDn, nullptr, AD_ALL_OBJECTS);
+  int version = GetSchema(object)->version();
+  if (IsClassicVersion(version)) {
+    if (!accessZoneName.empty()) {
+      KESH_THROW(kesh::BadDataException, 0, "Bad zone name format (az not supported)");
+    }
+    ClassicNotYet();
+  }
+  if (!IsTreeVersion(version)) KESH_THROW(kesh::BadDataException, 0, "Unsupported zone type");
+  std::shared_ptr<IZone> tree = TreeZone::Open(binding, zoneDn);
+  if (!computerName.empty()) {
+    // A NotFoundException, so that a parent lists the computer zone among its broken ones.
+    KESH_THROW(kesh::NotFoundException, 0, "Computer zones are not available yet: %s",
+               path.c_str());
+  }
+  if (!accessZoneName.empty()) AccessNotYet();
+  return tree;
+}
+
+void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
+                bool organizationalUnit) {
+  std::string computerName, zoneDn, accessZoneName;
+  ParseZonePath(path, computerName, zoneDn, accessZoneName);
+  std::shared_ptr<MyBinding> binding = GetBindingForDN(zoneDn);
+
+  if (computerName.empty() && accessZoneName.empty()) {
+    std::shared_ptr<IZone> zone;
+    switch (type) {
+      case ZONE_TYPE_CLASSIC3:
+      case ZONE_TYPE_CLASSIC4:
+        ClassicNotYet();
+      case ZONE_TYPE_TREE:
+        CheckDomainLevel(binding);
+        // The zone DN, not the path: a path with an empty computer or access zone name
+        // ("@<dn>", "<dn>/") names the zone itself.
+        zone = TreeZone::Create(binding, zoneDn, schema, organizationalUnit);
+        break;
+      default:
+        KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
+    }
+    IZoneJoinable* joinable = dynamic_cast<IZoneJoinable*>(zone.get());
+    if (joinable == nullptr) KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
+    joinable->createNisServerGroup();
+    return;
+  }
+
+  if (!accessZoneName.empty()) {
+    if (type != ZONE_TYPE_ACCESS) KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
+    CheckDomainLevel(binding);
+    AccessNotYet();
+  }
+
+  size_t dot = computerName.find('.');
+  if (dot == std::string::npos || dot + 1 == computerName.size()) {
+    KESH_THROW(kesh::BadDataException, 0, "Machine zone name must be FQDN");
+  }
+  switch (type) {
+    case ZONE_TYPE_COMPUTER:
+      CheckDomainLevel(binding);
+      if (schema == SCHEMA_TYPE_SFU) {
+        KESH_THROW(kesh::BadDataException, 0, "Machine zone can not be SFU zone");
+      }
+      KESH_THROW(kesh::BadDataException, 0, "Computer zones are not available yet");
+    case ZONE_TYPE_CLASSIC_COMPUTER:
+      ClassicNotYet();
+    default:
+      KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
+  }
+}
+
+void GetAllChildren(std::list<std::shared_ptr<IZone>>& out, std::shared_ptr<IZone> zone) {
+  TreeZone* tree = dynamic_cast<TreeZone*>(zone.get());
+  if (tree == nullptr) return;
+  std::list<std::shared_ptr<IZone>> children;
+  tree->getChildren(children, true, true, true);
+  for (std::shared_ptr<IZone>& child : children) {
+    out.push_back(child);
+    GetAllChildren(out, child);
+  }
+}
+
+std::pair<int, std::string> ParseUpn(const std::string& name, char separator) {
+  size_t pos = name.find(separator);
+  if (pos == std::string::npos) return {0, name};
+  if (pos + 1 == name.size()) KESH_THROW(kesh::BadDataException, 0, "Invalid alias suffix");
+  int suffix = static_cast<int>(std::strtol(name.c_str() + pos + 1, nullptr, 10));
+  if (suffix == 0) KESH_THROW(kesh::BadDataException, 0, "Invalid alias suffix");
+  return {suffix, name.substr(0, pos)};
+}
