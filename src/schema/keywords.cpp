@@ -130,8 +130,8 @@ void CramAttrs(kesh::ADAttribute& attr, const Dict& dict) {
       size_t start = 0;
       while (true) {
         size_t comma = text.find(MULTI_SEPARATOR, start);
-        std::string piece = text.substr(start, comma == std::string::npos ? std::string::npos
-                                                                          : comma - start);
+        std::string piece =
+            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
         attr.addVal(entry.first + KEY_SEPARATOR + piece);
         if (comma == std::string::npos) break;
         start = comma + 1;
