@@ -1,0 +1,252 @@
+// The authorization store on the local Samba DC through the LDAP backend: a store of each
+// variant is created below a fresh container, let go (its time stamps written), opened
+// again, given a scope that is listed and deleted, and read back with ldapsearch.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "authorization/qv.h"
+#include "directory/ldap.h"
+#include "directory/library/adbinding.h"
+#include "directory/library/constants.h"
+#include "directory/library/sam_parser.h"
+#include "directory/session.h"
+#include "samba_target.h"
+
+namespace conformance {
+namespace {
+
+SambaTarget& Dc() {
+  static SambaTarget target;
+  return target;
+}
+
+std::string Lower(std::string s) {
+  for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+std::string DecodeBase64(const std::string& text) {
+  static const std::string digits =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  int bits = 0, buffer = 0;
+  for (char c : text) {
+    size_t d = digits.find(c);
+    if (d == std::string::npos) continue;  // padding
+    buffer = (buffer << 6) | int(d);
+    bits += 6;
+    if (bits >= 8) {
+      bits -= 8;
+      out += char((buffer >> bits) & 0xff);
+    }
+  }
+  return out;
+}
+
+// Entries by lower-cased DN, each attribute (lower-cased name) with its values.
+using Entries = std::map<std::string, std::map<std::string, std::vector<std::string>>>;
+
+// ldapsearch (GSSAPI, the rig's ticket) of the subtree below `base`, as the DC's own
+// reference tool reads it. Under the sanitizer build the tool gets the rig's wrappers alone.
+Entries Search(const std::string& base, const std::vector<std::string>& attrs) {
+  if (const char* child = getenv("ZS_CHILD_PRELOAD")) setenv("LD_PRELOAD", child, 1);
+  std::string command = "ldapsearch -LLL -Q -Y GSSAPI -o ldif-wrap=no -H ldap://" +
+                        Env("ZS_DC_HOST") + " -s sub -b '" + base + "' '(objectClass=*)'";
+  for (const std::string& a : attrs) command += " " + a;
+  command += " 2>&1";
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+  EXPECT_NE(pipe, nullptr) << command;
+  Entries entries;
+  if (!pipe) return entries;
+  std::string dn, line;
+  char buffer[4096];
+  while (fgets(buffer, sizeof buffer, pipe.get())) {
+    line = buffer;
+    if (!line.empty() && line.back() == '\n') line.pop_back();
+    size_t colon = line.find(':');
+    if (line.empty() || colon == std::string::npos) continue;
+    std::string name = Lower(line.substr(0, colon));
+    bool base64 = colon + 1 < line.size() && line[colon + 1] == ':';
+    std::string value = line.substr(colon + (base64 ? 2 : 1));
+    if (!value.empty() && value[0] == ' ') value.erase(0, 1);
+    if (base64) value = DecodeBase64(value);
+    if (name == "dn") {
+      dn = Lower(value);
+      entries[dn];
+    } else if (!dn.empty()) {
+      entries[dn][name].push_back(value);
+    }
+  }
+  return entries;
+}
+
+const std::vector<std::string> kAttributes = {"objectClass",
+                                              "description",
+                                              "msDS-AzApplicationName",
+                                              "msDS-AzApplicationVersion",
+                                              "msDS-AzMajorVersion",
+                                              "msDS-AzMinorVersion",
+                                              "msDS-AzScopeName",
+                                              "displayName",
+                                              "wbemPath",
+                                              "msDS-AzApplicationData"};
+
+class QVStoreOnDcTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!Usable(Dc())) return;
+    const std::string ccache = Dc().adminCCache();
+    binding_ = std::make_shared<MyBinding>(
+        kesh::NewADBinding(Dc().domain(), ccache, false, "", "", nullptr), ccache);
+    binding_->binding->connect("", "", 0);
+    tab_.bindings[Dc().domain()] = binding_;
+  }
+  void TearDown() override {
+    for (kesh::ADObject& zone : zones_) {
+      try {
+        binding_->remove(zone, true);
+      } catch (const std::exception&) {
+        // Clean-up of a run that failed earlier: what is left is named by the failure.
+      }
+    }
+  }
+
+  // A fresh container standing in for a zone object.
+  kesh::ADObject NewZone() {
+    kesh::ADObject zone =
+        kesh::LDAPBinding::createChild(Env("ZS_DC_BASE"), UniqueName("QVZone"), "cn");
+    zone[AD_OBJECT_CLASS] = "container";
+    binding_->add(zone);
+    zones_.push_back(zone);
+    return zone;
+  }
+
+  ContextTab tab_;
+  SessionScope scope_{&tab_};
+  std::shared_ptr<MyBinding> binding_;
+  std::vector<kesh::ADObject> zones_;
+};
+
+TEST_F(QVStoreOnDcTest, BothVariantsAsTheDcStoresThem) {
+  if (!binding_) return;
+  for (int version : {1, 2}) {
+    SCOPED_TRACE(version);
+    kesh::ADObject zone = NewZone();
+    const time_t before = time(nullptr);
+    std::string g = QVStore::Create(binding_, zone, version)->applicationCn;
+    const time_t after = time(nullptr);
+
+    auto store = QVStore::Open(binding_, zone);
+    EXPECT_EQ(store->version, version);
+    EXPECT_EQ(store->applicationCn, g);
+    EXPECT_EQ(dynamic_cast<QVClassicStore*>(store.get()) != nullptr, version == 1);
+    // A scope of the variant's own kind: a computer's in a classic store, an access zone's
+    // in a hierarchical one.
+    auto scope =
+        version == 1 ? store->createMachineScope("ws1") : store->createAccessZoneScope("az");
+    const std::string scopeName = version == 1 ? "ws1" : "az";
+    const std::string s = Lower(kesh::LDAPBinding::RDN(scope->scopeObject->dn()).substr(3));
+    std::list<std::shared_ptr<QVScope>> scopes;
+    store->getScopes(scopes);
+    ASSERT_EQ(scopes.size(), 1u);
+    EXPECT_EQ(Lower(scopes.front()->scopeObject->dn()), Lower(scope->scopeObject->dn()));
+
+    const std::string z = Lower(zone.dn());
+    const std::string am = "cn=authorization," + z;
+    const std::string app = "cn=" + g + "," + am;
+    const std::string sc = "cn=" + s + "," + app;
+    Entries entries = Search(zone.dn(), kAttributes);
+    struct Expected {
+      std::string dn, cls;
+      std::map<std::string, std::string> values;  // lower-cased names; others must be absent
+    } expected[] = {
+        {z, "container", {}},
+        {am,
+         "msDS-AzAdminManager",
+         {{"description", "AzMan store created by Norvane ZoneSmith, store name: Authorization"},
+          {"msds-azmajorversion", "1"},
+          {"msds-azminorversion", "0"}}},
+        {"cn=azgroupobjectcontainer-authorization," + am, "container", {}},
+        {app,
+         "msDS-AzApplication",
+         {{"description",
+           "AzMan application created by Norvane ZoneSmith, application name: SystemAuthorization"},
+          {"msds-azapplicationname", "SystemAuthorization"},
+          {"msds-azapplicationversion", "$KeshQVContainerVersion" + std::to_string(version)}}},
+        {"cn=azgroupobjectcontainer-" + g + "," + app, "container", {}},
+        {"cn=azopobjectcontainer-" + g + "," + app, "container", {}},
+        {"cn=azroleobjectcontainer-" + g + "," + app, "container", {}},
+        {"cn=aztaskobjectcontainer-" + g + "," + app, "container", {}},
+        {sc, "msDS-AzScope",
+         version == 1
+             ? std::map<std::string, std::string>{{"msds-azscopename", "ws1"},
+                                                  {"description",
+                                                   "AzMan scope created by Norvane ZoneSmith "
+                                                   "extension, mapped to Norvane computer: ws1"}}
+             : std::map<std::string, std::string>{{"msds-azscopename", "az"},
+                                                  {"displayname", "$KeshAccessZone1"}}},
+        {"cn=azgroupobjectcontainer-" + s + "," + sc, "container", {}},
+        {"cn=azroleobjectcontainer-" + s + "," + sc, "container", {}},
+        {"cn=aztaskobjectcontainer-" + s + "," + sc, "container", {}},
+    };
+    EXPECT_EQ(entries.size(), std::size(expected));
+    for (const Expected& e : expected) {
+      SCOPED_TRACE(e.dn);
+      auto found = entries.find(e.dn);
+      ASSERT_NE(found, entries.end());
+      auto& attrs = found->second;
+      const auto& classes = attrs["objectclass"];
+      EXPECT_EQ(classes.empty() ? "" : classes.back(), e.cls);  // the most specific last
+      for (const std::string& name : kAttributes) {
+        const std::string n = Lower(name);
+        if (n == "objectclass" ||
+            (e.dn == am && (n == "wbempath" || n == "msds-azapplicationdata")))
+          continue;
+        auto want = e.values.find(n);
+        if (want == e.values.end()) {
+          EXPECT_EQ(attrs.count(n), 0u) << n;
+        } else {
+          EXPECT_EQ(attrs[n], std::vector<std::string>{want->second}) << n;
+        }
+      }
+    }
+
+    // The time stamps that the first handle wrote when it went.
+    auto& manager = entries[am];
+    std::vector<Int64> times;
+    if (version == 1) {
+      ASSERT_EQ(manager["wbempath"].size(), 1u);
+      const std::string path = manager["wbempath"][0];
+      ASSERT_EQ(path.rfind("smartrefresh:", 0), 0u) << path;
+      times.push_back(Int64::parse(path.substr(13)));
+      EXPECT_EQ(manager.count("msds-azapplicationdata"), 0u);
+    } else {
+      ASSERT_EQ(manager["msds-azapplicationdata"].size(), 1u);
+      Int64 a, r, t;
+      sam::SamParser::ParseV2StoreData(manager["msds-azapplicationdata"][0], a, r, t);
+      times = {a, r, t};
+      EXPECT_EQ(manager.count("wbempath"), 0u);
+    }
+    for (const Int64& t : times) {
+      EXPECT_GE(t.toUnixTime(), before);
+      EXPECT_LE(t.toUnixTime(), after);
+    }
+
+    // The scope goes with its containers.
+    store->deleteScope(scopeName);
+    scopes.clear();
+    store->getScopes(scopes);
+    EXPECT_TRUE(scopes.empty());
+    EXPECT_EQ(Search(zone.dn(), {"cn"}).size(), std::size(expected) - 4);
+  }
+}
+
+}  // namespace
+}  // namespace conformance
