@@ -75,7 +75,9 @@ class QVStore : public std::enable_shared_from_this<QVStore> {
   // directory throws when cn=Authorization cannot be read.
   static std::shared_ptr<QVStore> Open(std::shared_ptr<MyBinding> binding, kesh::ADObject parent);
 
-  // Writes the marked time stamps (see the top of this file) and clears the marks.
+  // Writes the marked time stamps (see the top of this file) and clears the marks. A
+  // hierarchical store writes all three times: one neither read (getOriginalTimestamp) nor
+  // marked goes out as 0. Does nothing for a store without binding or admin manager.
   virtual void updateTimeStamps() = 0;
   // The default rights and roles of a new store, and the security descriptor of a classic
   // store's admin manager, come with the authorization commands; both do nothing yet.
@@ -181,7 +183,7 @@ class QVScope : public std::enable_shared_from_this<QVScope> {
   // kesh::BadDataException "Classic zone has no access zone group".
   virtual std::string getAccessZoneGroup() = 0;
 
-  std::shared_ptr<MyBinding> binding;
+  std::shared_ptr<MyBinding> binding;  // the store's, taken at construction
   int version = 0;
   std::shared_ptr<kesh::ADObject> scopeObject;
   std::shared_ptr<QVStore> store;

@@ -8,7 +8,8 @@
 //
 // Roles, rights, assignments and restricted environments arrive with the authorization
 // commands: until then every operation of these mix-ins throws kesh::BadDataException
-// "<operation> is not available yet", after the checks that need nothing of them.
+// "<operation> is not available yet", after the checks that need nothing of them: an
+// empty name for findRole/findRight, then checkForClassic (newAssignment has no gate).
 #ifndef ZONESMITH_AUTHORIZATION_ZONE_QV_H_
 #define ZONESMITH_AUTHORIZATION_ZONE_QV_H_
 
