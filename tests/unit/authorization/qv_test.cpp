@@ -164,6 +164,22 @@ TEST_F(QVStoreTest, OpenTakesTheVariantFromTheLastCharacterOfTheMarker) {
             "Bad QV version number: 0");
 }
 
+TEST_F(QVStoreTest, OpenTakesTheLastApplicationOfThatName) {
+  auto created = Create(2);
+  kesh::ADObject second = kesh::LDAPBinding::createChild(*created->adminManager, "second", "cn");
+  second[AD_OBJECT_CLASS] = AZ_CLASS_APPLICATION;
+  second[AZ_APP_NAME] = QV_APPLICATION_NAME;
+  second[AZ_APP_VERSION] = "$KeshQVContainerVersion1";
+  binding_->add(second);
+  std::string last;
+  for (kesh::ADObject& child : binding_->children(*created->adminManager, nullptr)) {
+    if (Value(child, AZ_APP_NAME) == QV_APPLICATION_NAME) last = Value(child, AD_CN);
+  }
+  auto store = Open();
+  EXPECT_EQ(store->applicationCn, last);
+  EXPECT_EQ(store->version, last == "second" ? 1 : 2);
+}
+
 TEST_F(QVStoreTest, OpenRefusals) {
   // No store at all: the directory's own failure.
   EXPECT_THROW(Open(), LDAPException);
