@@ -253,6 +253,13 @@ std::string QVStore::taskContainerDn() const {
       .dn();
 }
 
+// The stored form of a change time: the Windows file time of `t`, with no exception for 0, so
+// that a time never read nor marked goes out as the file time of the Unix epoch. Reading back
+// turns that into 0 again.
+namespace {
+Int64 StampOf(time_t t) { return Int64(int64_t(t) * 10000000 + Int64::kUnixEpochAsFileTime); }
+}  // namespace
+
 // --- QVClassicStore -----------------------------------------------------------------------
 
 QVClassicStore::~QVClassicStore() {
@@ -267,7 +274,7 @@ void QVClassicStore::updateTimeStamps() {
   if (!assignmentsChanged || !adminManager || !binding) return;
   assignmentTime = time(nullptr);
   (*adminManager)[AD_WBEM_PATH] =
-      kSmartRefreshPrefix + Int64::fromUnixTime(assignmentTime).toString();
+      kSmartRefreshPrefix + StampOf(assignmentTime).toString();
   binding->update(*adminManager, kUpdateReplaceChanged);
   assignmentsChanged = false;
 }
@@ -310,8 +317,7 @@ void QVNGStore::updateTimeStamps() {
   if (rolesChanged) roleTime = now;
   if (rightsChanged) rightTime = now;
   (*adminManager)[AZ_APP_DATA] = sam::SamParser::WriteV2StoreData(
-      Int64::fromUnixTime(assignmentTime), Int64::fromUnixTime(roleTime),
-      Int64::fromUnixTime(rightTime));
+      StampOf(assignmentTime), StampOf(roleTime), StampOf(rightTime));
   binding->update(*adminManager, kUpdateReplaceChanged);
   assignmentsChanged = rolesChanged = rightsChanged = false;
 }

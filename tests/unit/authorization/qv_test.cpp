@@ -357,7 +357,8 @@ TEST_F(QVStoreTest, TimeStampsAreWrittenWhenTheLastHandleGoes) {
 }
 
 TEST_F(QVStoreTest, HierarchicalStoreWritesEachKindItsOwnTime) {
-  // Only the flagged kinds take the present time; a time never read goes out as 0.
+  // Only the flagged kinds take the present time; a time never read goes out as the file
+  // time of the Unix epoch, which reads back as 0.
   struct Case {
     void (QVStore::*mark)();
     int flagged;  // index into assignment, role, right
@@ -371,7 +372,10 @@ TEST_F(QVStoreTest, HierarchicalStoreWritesEachKindItsOwnTime) {
     store.reset();
     Int64 t[3];
     sam::SamParser::ParseV2StoreData(Value(Read(am), AZ_APP_DATA), t[0], t[1], t[2]);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(t[i].value() != 0, i == c.flagged) << i;
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(t[i].value() == Int64::kUnixEpochAsFileTime, i != c.flagged) << i;
+      EXPECT_EQ(t[i].toUnixTime() != 0, i == c.flagged) << i;
+    }
   }
 }
 
