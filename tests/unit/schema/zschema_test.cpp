@@ -145,19 +145,19 @@ TEST_F(ZSchemaTest, MarkersThatReadAsAVersion) {
 
 TEST_F(ZSchemaTest, ObjectsThatAreNoZone) {
   const std::string notAZone = std::string(kZoneDn) + " is not a zone";
+  kesh::ADObject noSchemaKey = Zone("$KeshZoneVersion5", nullptr);
+  noSchemaKey[AD_DESCRIPTION].setValues({"uidnext:10000"});
   struct Case {
     const char* label;
     kesh::ADObject zone;
-    const char* message;
+    std::string message;
   } cases[] = {
-      {"no displayName", Zone(nullptr, "KVR_RFC_2307"), notAZone.c_str()},
-      {"no description", Zone("$KeshZoneVersion5", nullptr), notAZone.c_str()},
-      {"16 characters", Zone("$KeshZoneVersion", "KVR_RFC_2307"), notAZone.c_str()},
-      {"empty displayName", Zone("", "KVR_RFC_2307"), notAZone.c_str()},
-      {"no schema key", Zone("$KeshZoneVersion5", nullptr), nullptr},
+      {"no displayName", Zone(nullptr, "KVR_RFC_2307"), notAZone},
+      {"no description", Zone("$KeshZoneVersion5", nullptr), notAZone},
+      {"16 characters", Zone("$KeshZoneVersion", "KVR_RFC_2307"), notAZone},
+      {"empty displayName", Zone("", "KVR_RFC_2307"), notAZone},
+      {"no schema key", noSchemaKey, "Unsupported schema type"},
   };
-  cases[4].zone[AD_DESCRIPTION].setValues({"uidnext:10000"});
-  cases[4].message = "Unsupported schema type";
   for (const Case& c : cases) {
     EXPECT_EQ(MessageOf<kesh::BadDataException>([&] { GetSchema(c.zone); }), c.message) << c.label;
   }
