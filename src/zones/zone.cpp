@@ -21,9 +21,6 @@ namespace {
 
 // The domain functional level from which hierarchical, computer and access zones exist.
 constexpr int MIN_ZONE_DOMAIN_LEVEL = 2;
-// Classic zones are written in one of two generations.
-constexpr int CLASSIC_GENERATION_3 = 3;
-constexpr int CLASSIC_GENERATION_4 = 4;
 
 // Profiles, computers, NIS maps and classic zones come in later; their operations say so.
 [[noreturn]] void NotYet(const char* operation) {

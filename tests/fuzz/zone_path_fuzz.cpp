@@ -1,0 +1,68 @@
+// libFuzzer target for zone paths: ParseZonePath takes any text without a fault, and what
+// it splits re-assembles. When a path parses to (computer c, zone DN d, access zone a):
+//   - d is a DN; c holds neither "@" nor "="; with a non-empty a, d holds no "/";
+//   - c and a are never both non-empty;
+//   - the path P' = (a empty ? c "@" d : d "/" a) parses again, to exactly (c, d, a).
+// A plain DN and "<dn>/" re-assemble as "@<dn>", which names the same zone; "<dn>/<a>" is
+// the path itself. ParseUpn, the other splitter of outside names, takes any text too, and
+// its user name is the text before the first separator.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include "directory/library/dn.h"
+#include "directory/library/exceptions.h"
+#include "zones/zone.h"
+
+namespace {
+
+// Stops the run, naming the line of the broken property.
+void Require(bool condition, int line = __builtin_LINE()) {
+  if (condition) return;
+  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
+  __builtin_trap();
+}
+
+bool Parse(const std::string& path, std::string& computer, std::string& dn, std::string& access) {
+  try {
+    ParseZonePath(path, computer, dn, access);
+    return true;
+  } catch (const kesh::BadDataException& e) {
+    Require(std::string(e.what()) == "Bad zone name format");
+    return false;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+
+  std::string computer, dn, access;
+  if (Parse(text, computer, dn, access)) {
+    Require(kesh::DN::isDN(dn));
+    Require(computer.find_first_of("@=") == std::string::npos);
+    Require(computer.empty() || access.empty());
+    if (!access.empty()) Require(dn.find('/') == std::string::npos);
+
+    std::string again = access.empty() ? computer + "@" + dn : dn + "/" + access;
+    std::string c2, d2, a2;
+    Require(Parse(again, c2, d2, a2));
+    Require(c2 == computer && d2 == dn && a2 == access);
+  }
+
+  try {
+    std::pair<int, std::string> upn = ParseUpn(text, '+');
+    size_t plus = text.find('+');
+    if (plus == std::string::npos) {
+      Require(upn.first == 0 && upn.second == text);
+    } else {
+      Require(upn.first != 0 && upn.second == text.substr(0, plus));
+    }
+  } catch (const kesh::BadDataException& e) {
+    Require(std::string(e.what()) == "Invalid alias suffix");
+  }
+  return 0;
+}
