@@ -107,8 +107,9 @@ class TreeZone : public NGZone,
 };
 
 // Throws kesh::BadDataException when the subtree of `zone` uses a role or right outside it,
-// which moving the subtree would leave dangling. Roles and assignments arrive with the
-// authorization commands; until then no zone can hold any, and the check passes.
+// which moving the subtree would leave dangling. The subtree is read (GetAllChildren), and
+// its failures pass through. Roles and assignments arrive with the authorization commands;
+// until then no zone can hold any, and a subtree that reads passes.
 void CheckForExternalRoles(std::shared_ptr<IZone> zone);
 
 #endif  // ZONESMITH_ZONES_NGZONE_H_
