@@ -73,6 +73,14 @@ std::string ScopeNameFilter(const std::string& name) {
          kesh::DN::escapeLDAPFilter(name) + ")";
 }
 
+// An empty store of the variant that `version` names: 1 classic, anything else hierarchical.
+std::shared_ptr<QVStore> NewStore(int version) {
+  if (version != kClassicVersion) return std::make_shared<QVNGStore>(version);
+  std::shared_ptr<QVStore> store = std::make_shared<QVClassicStore>();
+  store->version = version;
+  return store;
+}
+
 }  // namespace
 
 // --- QVStore ------------------------------------------------------------------------------
@@ -95,13 +103,7 @@ std::shared_ptr<QVStore> QVStore::Create(std::shared_ptr<MyBinding> binding, kes
   kesh::ADObject roles = NewContainer(application, kRoleContainerPrefix, g);
   kesh::ADObject tasks = NewContainer(application, kTaskContainerPrefix, g);
 
-  std::shared_ptr<QVStore> store;
-  if (version == kClassicVersion) {
-    store = std::make_shared<QVClassicStore>();
-    store->version = version;
-  } else {
-    store = std::make_shared<QVNGStore>(version);
-  }
+  std::shared_ptr<QVStore> store = NewStore(version);
 
   adminManager[AD_DESCRIPTION] = QV_STORE_DESCRIPTION;
   adminManager[AZ_MAJOR_VERSION] = 1;
@@ -150,13 +152,7 @@ std::shared_ptr<QVStore> QVStore::Open(std::shared_ptr<MyBinding> binding, kesh:
   const std::string last = marker.substr(marker.size() - 1);
   const int version = int(std::strtol(last.c_str(), nullptr, 10));
 
-  std::shared_ptr<QVStore> store;
-  if (version == kClassicVersion) {
-    store = std::make_shared<QVClassicStore>();
-    store->version = version;
-  } else {
-    store = std::make_shared<QVNGStore>(version);
-  }
+  std::shared_ptr<QVStore> store = NewStore(version);
   store->binding = binding;
   store->adminManager = std::make_shared<kesh::ADObject>(adminManager);
   store->application = std::make_shared<kesh::ADObject>(application);

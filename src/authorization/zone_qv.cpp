@@ -5,17 +5,14 @@
 
 #include "authorization/qv.h"
 #include "directory/library/exceptions.h"
+#include "zones/zone.h"
 
 namespace {
-
-[[noreturn]] void NotAvailable(const char* operation) {
-  KESH_THROW(kesh::BadDataException, 0, "%s is not available yet", operation);
-}
 
 // The gate of every forwarder: a zone without store or scope says so first.
 [[noreturn]] void NotAvailable(ZoneUsesQV& zone, const char* operation) {
   zone.checkForClassic(false);
-  NotAvailable(operation);
+  NotAvailableYet(operation);
 }
 
 }  // namespace
@@ -46,7 +43,7 @@ void AssignmentSupport::saveAssignment(std::shared_ptr<Assignment>&) {
 }
 // A new assignment needs no store until it is saved.
 std::shared_ptr<Assignment> AssignmentSupport::newAssignment(const std::string&) {
-  NotAvailable("newAssignment");
+  NotAvailableYet("newAssignment");
 }
 void AssignmentSupport::getAssignments(const std::string&,
                                        std::list<std::shared_ptr<Assignment>>&) {

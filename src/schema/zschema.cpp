@@ -40,11 +40,6 @@ const size_t VERSION_DIGIT_POSITION = 16;
 const int RFC_SCHEMA_FOREST_LEVEL = 2;
 const char RFC_SCHEMA_OBJECT_PREFIX[] = "cn=posixaccount,cn=schema,cn=configuration,";
 
-// The profile operations arrive with the profiles; until then each one says so.
-[[noreturn]] void NotAvailableYet(const char* operation) {
-  KESH_THROW(kesh::BadDataException, 0, "%s is not available yet", operation);
-}
-
 // The computer column of `table` for a zone of `version`; 0 for a version outside it
 // (an SFU zone accepts any character as its digit).
 int ComputerColumn(const ObjectVersion (&table)[10], int version) {

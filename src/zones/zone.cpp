@@ -22,16 +22,11 @@ namespace {
 // The domain functional level from which hierarchical, computer and access zones exist.
 constexpr int MIN_ZONE_DOMAIN_LEVEL = 2;
 
-// Profiles, computers, NIS maps and classic zones come in later; their operations say so.
-[[noreturn]] void NotYet(const char* operation) {
-  KESH_THROW(kesh::BadDataException, 0, "%s is not available yet", operation);
-}
-
-[[noreturn]] void ClassicNotYet() {
+[[noreturn]] void ClassicNotAvailableYet() {
   KESH_THROW(kesh::BadDataException, 0, "Classic zones are not available yet");
 }
 
-[[noreturn]] void AccessNotYet() {
+[[noreturn]] void AccessNotAvailableYet() {
   KESH_THROW(kesh::BadDataException, 0, "Access zones are not available yet");
 }
 
@@ -52,11 +47,15 @@ bool IsTreeVersion(int version) { return version == 6 || version == 7 || version
 
 }  // namespace
 
+void NotAvailableYet(const char* operation) {
+  KESH_THROW(kesh::BadDataException, 0, "%s is not available yet", operation);
+}
+
 // --- NssZone -----------------------------------------------------------------------------
 
 SchemaType NssZone::getSchemaType() { return schema->getSchemaType(); }
 
-void NssZone::delegateRight(const std::string&, std::string) { NotYet("delegateRight"); }
+void NssZone::delegateRight(const std::string&, std::string) { NotAvailableYet("delegateRight"); }
 
 void NssZone::delegateInitRights(kesh::ADObject, const std::shared_ptr<MyBinding>&) {
   // The creator's access entries on the zone object come with the delegation of zone
@@ -65,7 +64,7 @@ void NssZone::delegateInitRights(kesh::ADObject, const std::shared_ptr<MyBinding
 
 // --- Groups ------------------------------------------------------------------------------
 
-void IZoneSupportNssGroup::saveGroup(std::shared_ptr<NssGroup>&) { NotYet("saveGroup"); }
+void IZoneSupportNssGroup::saveGroup(std::shared_ptr<NssGroup>&) { NotAvailableYet("saveGroup"); }
 
 void IZoneSupportNssGroup::getGroups(const std::string& filter,
                                      bool (*visit)(std::shared_ptr<NssGroup>&)) {
@@ -88,29 +87,29 @@ void IZoneSupportNssGroup::deleteGroup(std::shared_ptr<NssGroup>& group) {
 // --- Zone users and groups ----------------------------------------------------------------
 
 std::shared_ptr<NssZoneUser> NssZoneSupportZoneUserGroup::getNssZUser(const std::string&, bool) {
-  NotYet("getNssZUser");
+  NotAvailableYet("getNssZUser");
 }
 void NssZoneSupportZoneUserGroup::saveNssZUser(std::shared_ptr<NssZoneUser>) {
-  NotYet("saveNssZUser");
+  NotAvailableYet("saveNssZUser");
 }
 std::shared_ptr<NssZoneUser> NssZoneSupportZoneUserGroup::newNssZUser(const std::string&) {
-  NotYet("newNssZUser");
+  NotAvailableYet("newNssZUser");
 }
 void NssZoneSupportZoneUserGroup::getNssZUsers(const std::string&,
                                                std::list<std::shared_ptr<NssZoneUser>>&) {
-  NotYet("getNssZUsers");
+  NotAvailableYet("getNssZUsers");
 }
 void NssZoneSupportZoneUserGroup::deleteNssZUser(std::shared_ptr<NssUser>) {
-  NotYet("deleteNssZUser");
+  NotAvailableYet("deleteNssZUser");
 }
 kesh::ADObject NssZoneSupportZoneUserGroup::getZUserContainer() {
   return ReadChild(object, "Users");
 }
 std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::getZGroup(const std::string&, bool) {
-  NotYet("getZGroup");
+  NotAvailableYet("getZGroup");
 }
 std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::string&) {
-  NotYet("newZGroup");
+  NotAvailableYet("newZGroup");
 }
 kesh::ADObject NssZoneSupportZoneUserGroup::getZGroupContainer() {
   return ReadChild(object, "Groups");
@@ -119,45 +118,45 @@ kesh::ADObject NssZoneSupportZoneUserGroup::getZGroupContainer() {
 // --- Local users and groups -----------------------------------------------------------------
 
 std::shared_ptr<NssLocalUser> NssZoneSupportLocalUserGroup::getNssLocalUser(const std::string&) {
-  NotYet("getNssLocalUser");
+  NotAvailableYet("getNssLocalUser");
 }
 void NssZoneSupportLocalUserGroup::saveNssLocalUser(std::shared_ptr<NssLocalUser>) {
-  NotYet("saveNssLocalUser");
+  NotAvailableYet("saveNssLocalUser");
 }
 std::shared_ptr<NssLocalUser> NssZoneSupportLocalUserGroup::newNssLocalUser(const std::string&) {
-  NotYet("newNssLocalUser");
+  NotAvailableYet("newNssLocalUser");
 }
 void NssZoneSupportLocalUserGroup::getNssLocalUsers(const std::string&,
                                                     std::list<std::shared_ptr<NssLocalUser>>&) {
-  NotYet("getNssLocalUsers");
+  NotAvailableYet("getNssLocalUsers");
 }
 void NssZoneSupportLocalUserGroup::deleteNssLocalUser(std::shared_ptr<NssUser>) {
-  NotYet("deleteNssLocalUser");
+  NotAvailableYet("deleteNssLocalUser");
 }
 std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::getLocalGroup(const std::string&) {
-  NotYet("getLocalGroup");
+  NotAvailableYet("getLocalGroup");
 }
 std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::newLocalGroup(const std::string&) {
-  NotYet("newLocalGroup");
+  NotAvailableYet("newLocalGroup");
 }
 
 // --- Computers ------------------------------------------------------------------------------
 
 std::shared_ptr<ZoneComputer> NssZoneSupportComputer::getZoneComputer(const std::string&) {
-  NotYet("getZoneComputer");
+  NotAvailableYet("getZoneComputer");
 }
 void NssZoneSupportComputer::saveZoneComputer(std::shared_ptr<ZoneComputer>&) {
-  NotYet("saveZoneComputer");
+  NotAvailableYet("saveZoneComputer");
 }
 std::shared_ptr<ZoneComputer> NssZoneSupportComputer::newZoneComputer(const std::string&) {
-  NotYet("newZoneComputer");
+  NotAvailableYet("newZoneComputer");
 }
 void NssZoneSupportComputer::getZoneComputers(const std::string&,
                                               std::list<std::shared_ptr<ZoneComputer>>&) {
-  NotYet("getZoneComputers");
+  NotAvailableYet("getZoneComputers");
 }
 void NssZoneSupportComputer::deleteZoneComputer(std::shared_ptr<ZoneComputer>&) {
-  NotYet("deleteZoneComputer");
+  NotAvailableYet("deleteZoneComputer");
 }
 kesh::ADObject NssZoneSupportComputer::getComputerContainer() {
   return ReadChild(object, "Computers");
@@ -187,24 +186,24 @@ void NssZoneSupportComputer::createNisServerGroup() {
 
 // --- NIS maps -------------------------------------------------------------------------------
 
-void NssZoneSupportNisMaps::getMaps(std::list<std::string>&) { NotYet("getMaps"); }
+void NssZoneSupportNisMaps::getMaps(std::list<std::string>&) { NotAvailableYet("getMaps"); }
 void NssZoneSupportNisMaps::getMapEntries(
     const std::string&, std::map<std::string, std::pair<std::string, std::string>>&) {
-  NotYet("getMapEntries");
+  NotAvailableYet("getMapEntries");
 }
 std::shared_ptr<NisMap> NssZoneSupportNisMaps::newMap(const std::string&, bool) {
-  NotYet("newMap");
+  NotAvailableYet("newMap");
 }
-void NssZoneSupportNisMaps::deleteMap(const std::string&) { NotYet("deleteMap"); }
+void NssZoneSupportNisMaps::deleteMap(const std::string&) { NotAvailableYet("deleteMap"); }
 void NssZoneSupportNisMaps::addMapEntry(const std::string&, const std::string&,
                                         const std::string&, const std::string&) {
-  NotYet("addMapEntry");
+  NotAvailableYet("addMapEntry");
 }
 void NssZoneSupportNisMaps::removeMapEntry(const std::string&, const std::string&) {
-  NotYet("removeMapEntry");
+  NotAvailableYet("removeMapEntry");
 }
-void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>&) { NotYet("saveMap"); }
-std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string&) { NotYet("getMap"); }
+void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>&) { NotAvailableYet("saveMap"); }
+std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string&) { NotAvailableYet("getMap"); }
 
 kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
   kesh::ADObject container = kesh::LDAPBinding::createChild(object, "NisMaps", "cn");
@@ -251,7 +250,7 @@ std::shared_ptr<IZone> OpenZone(const std::string& path) {
     if (!accessZoneName.empty()) {
       KESH_THROW(kesh::BadDataException, 0, "Bad zone name format (az not supported)");
     }
-    ClassicNotYet();
+    ClassicNotAvailableYet();
   }
   if (!IsTreeVersion(version)) KESH_THROW(kesh::BadDataException, 0, "Unsupported zone type");
   std::shared_ptr<IZone> tree = TreeZone::Open(binding, zoneDn);
@@ -260,7 +259,7 @@ std::shared_ptr<IZone> OpenZone(const std::string& path) {
     KESH_THROW(kesh::NotFoundException, 0, "Computer zones are not available yet: %s",
                path.c_str());
   }
-  if (!accessZoneName.empty()) AccessNotYet();
+  if (!accessZoneName.empty()) AccessNotAvailableYet();
   return tree;
 }
 
@@ -275,7 +274,7 @@ void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
     switch (type) {
       case ZONE_TYPE_CLASSIC3:
       case ZONE_TYPE_CLASSIC4:
-        ClassicNotYet();
+        ClassicNotAvailableYet();
       case ZONE_TYPE_TREE:
         CheckDomainLevel(binding);
         // The zone DN, not the path: a path with an empty computer or access zone name
@@ -294,7 +293,7 @@ void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
   if (!accessZoneName.empty()) {
     if (type != ZONE_TYPE_ACCESS) KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
     CheckDomainLevel(binding);
-    AccessNotYet();
+    AccessNotAvailableYet();
   }
 
   size_t dot = computerName.find('.');
@@ -309,7 +308,7 @@ void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
       }
       KESH_THROW(kesh::BadDataException, 0, "Computer zones are not available yet");
     case ZONE_TYPE_CLASSIC_COMPUTER:
-      ClassicNotYet();
+      ClassicNotAvailableYet();
     default:
       KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
   }
