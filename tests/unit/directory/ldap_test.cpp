@@ -10,64 +10,25 @@
 #include <vector>
 
 #include "directory/cache.h"
-#include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
-#include "directory/library/memory/memdir.h"
-#include "directory/session.h"
+#include "memdir_session.h"
 
 namespace {
 
 namespace memdir = kesh::memdir;
+using memtest::OperationsOf;
 
 const char kUsers[] = "CN=Users,DC=example,DC=test";
 const char kAlice[] = "CN=Alice Able,CN=Users,DC=example,DC=test";
 const char kUnits[] = "OU=Units,DC=example,DC=test";
 
 // A session with a binding to example.test as its Administrator; the cache is off.
-class BindingTest : public testing::Test {
+class BindingTest : public memtest::MemdirSession {
  protected:
   void SetUp() override {
-    memdir::Reset();
-    memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
-    binding_ = BindTo("example.test", false);
-  }
-  void TearDown() override { memdir::Reset(); }
-
-  // The cache as `cache on` leaves it: in memory, enabled.
-  void TurnCacheOn() {
-    Cache& cache = *Tab().cache;
-    cache.memory = true;
-    cache.opened = true;
-    cache.enabled = true;
-  }
-
-  ContextTab& Tab() { return *GetContextTab(); }
-
-  // Enters a connected binding to `domain` (its catalog with `gc`) into the session, with a
-  // ticket of the domain's Administrator; a binding already there gets the new connection.
-  std::shared_ptr<MyBinding> BindTo(const std::string& domain, bool gc) {
-    std::string cache = "MEMORY:" + domain + (gc ? ":gc" : "");
-    memdir::SetCCache(cache, "Administrator@" + domain);
-    std::shared_ptr<kesh::ADBinding> connection =
-        kesh::NewADBinding(domain, cache, gc, "", "", nullptr);
-    connection->connect("", "", 0);
-    auto& map = gc ? Tab().gcBindings : Tab().bindings;
-    std::shared_ptr<MyBinding>& entry = map[domain];
-    if (entry) {
-      entry->binding = connection;
-      entry->ccName = cache;
-    } else {
-      entry = std::make_shared<MyBinding>(connection, cache);
-    }
-    return entry;
-  }
-
-  // Directory operations made while `f` runs.
-  uint64_t OperationsOf(const std::function<void()>& f) {
-    uint64_t before = memdir::OperationCount();
-    f();
-    return memdir::OperationCount() - before;
+    MemdirSession::SetUp();
+    binding_ = Bind("example.test");
   }
 
   // An OU with `n` child containers, loaded directly into the directory.
@@ -78,21 +39,6 @@ class BindingTest : public testing::Test {
     }
     memdir::LoadLdif(ldif);
   }
-
-  bool Exists(const std::string& dn) {
-    try {
-      binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
-      return true;
-    } catch (const LDAPException& e) {
-      EXPECT_EQ(kesh::LDAP_RC_NO_SUCH_OBJECT, e.rc()) << e.what();
-      return false;
-    }
-  }
-
-  // A session of the test's own, installed for its thread: no interpreter is needed.
-  ContextTab tab_;
-  SessionScope scope_{&tab_};
-  std::shared_ptr<MyBinding> binding_;
 };
 
 // --- The repeat after a lost connection -------------------------------------------------
@@ -125,9 +71,7 @@ std::vector<Operation> Operations() {
 TEST_F(BindingTest, EachOperationIsRepeatedOnceAfterALostConnection) {
   for (const Operation& op : Operations()) {
     SCOPED_TRACE(op.name);
-    memdir::Reset();
-    memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
-    BindTo("example.test", false);
+    SetUp();
     kesh::ADObject alice = binding_->binding->fetch(kAlice, nullptr, AD_ALL_OBJECTS, 0);
     // The client library reconnects by itself at the next operation.
     memdir::DropAfter(1, "", true);
@@ -284,8 +228,8 @@ TEST_F(BindingTest, MoveToThePresentParentInAnotherCaseDoesNotReachTheDirectory)
 }
 
 TEST_F(BindingTest, RootDseIsCachedPerDomain) {
-  memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
-  BindTo("other.test", false);
+  memtest::LoadFixture("other.ldif");
+  Bind("other.test");
   TurnCacheOn();
   std::shared_ptr<MyBinding> other = GetBinding("other.test");
   EXPECT_EQ("dc1.example.test",
@@ -309,8 +253,8 @@ TEST_F(BindingTest, RootFactsAreReadOnceOnDemand) {
 }
 
 TEST_F(BindingTest, ChildDomainNamesItsForestRoot) {
-  memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/child.ldif");
-  BindTo("child.example.test", false);
+  memtest::LoadFixture("child.ldif");
+  Bind("child.example.test");
   EXPECT_EQ("example.test", GetBinding("Child.Example.Test")->getForest());
 }
 
@@ -327,16 +271,16 @@ TEST_F(BindingTest, GetBindingIgnoresCaseAndNamesTheDomainAsAsked) {
 }
 
 TEST_F(BindingTest, GlobalCatalogFoundByForestOfADomain) {
-  memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/child.ldif");
+  memtest::LoadFixture("child.ldif");
   try {
     GetGCBinding("");
     ADD_FAILURE();
   } catch (const kesh::NotFoundException& e) {
     EXPECT_STREQ("No binding for GC", e.what());
   }
-  BindTo("example.test", true);
-  BindTo("child.example.test", false);
-  std::shared_ptr<MyBinding> gc = Tab().gcBindings.at("example.test");
+  Bind("example.test", true);
+  Bind("child.example.test");
+  std::shared_ptr<MyBinding> gc = tab_.gcBindings.at("example.test");
   EXPECT_NE(gc, binding_);
   EXPECT_EQ(gc, GetGCBinding(""));
   EXPECT_EQ(gc, GetGCBinding("Example.Test"));
@@ -348,8 +292,8 @@ TEST_F(BindingTest, GlobalCatalogFoundByForestOfADomain) {
   } catch (const kesh::NotFoundException& e) {
     EXPECT_STREQ("No binding for domain Unbound.Test", e.what());
   }
-  memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
-  BindTo("other.test", false);
+  memtest::LoadFixture("other.ldif");
+  Bind("other.test");
   try {
     GetGCBinding("Other.Test");
     ADD_FAILURE();
@@ -420,7 +364,7 @@ TEST_F(BindingTest, BindInfoFields) {
 
 TEST_F(BindingTest, SetTimeoutAppliesToLaterBindings) {
   SetTimeout(10);
-  EXPECT_EQ(10, Tab().ldapTimeout);
+  EXPECT_EQ(10, tab_.ldapTimeout);
   EXPECT_EQ(binding_, GetBinding("example.test"));
 }
 

@@ -4,53 +4,29 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "directory/cache.h"
-#include "directory/ldap.h"
-#include "directory/library/exceptions.h"
-#include "directory/library/memory/memdir.h"
-#include "directory/session.h"
+#include "memdir_session.h"
 
 namespace {
 
-const char kCCache[] = "MEMORY:principal_test";
+using memtest::MessageOf;
+
+// The ticket of example.test's Administrator, once the test binds the domain.
+const std::string kCCache = memtest::CCacheOf("example.test");
 const char kExampleSid[] = "S-1-5-21-3623811015-3361044348-30300820";
 const char kOtherSid[] = "S-1-5-21-1004336348-1177238915-682003330";
 
-class PrincipalTest : public ::testing::Test {
+// No binding until the test makes one.
+class PrincipalTest : public memtest::MemdirSession {
  protected:
   void SetUp() override {
-    kesh::memdir::Reset();
-    kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
-    kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
-    kesh::memdir::SetCCache(kCCache, "Administrator@EXAMPLE.TEST");
+    MemdirSession::SetUp();
+    memtest::LoadFixture("other.ldif");
   }
-
-  // Enters a connected binding into the session, as `bind [-gc] domain` would.
-  std::shared_ptr<MyBinding> Bind(const std::string& domain, bool gc = false) {
-    auto binding = std::make_shared<MyBinding>(
-        kesh::NewADBinding(domain, kCCache, gc, "", "", nullptr), kCCache);
-    binding->binding->connect("", "", 0);
-    ContextTab* tab = GetContextTab();
-    (gc ? tab->gcBindings : tab->bindings)[domain] = binding;
-    return binding;
-  }
-
-  template <class E>
-  std::string MessageOf(const std::function<void()>& f) {
-    try {
-      f();
-    } catch (const E& e) {
-      return e.what();
-    }
-    return "(no exception)";
-  }
-
-  // A session of the test's own, installed for its thread: no interpreter is needed.
-  ContextTab tab_;
-  SessionScope scope_{&tab_};
 };
 
 TEST_F(PrincipalTest, NamesWithoutDomainAreRefused) {
@@ -241,9 +217,7 @@ TEST_F(PrincipalTest, ScanBindingsLooksAtFirstObjectOnly) {
 
 TEST_F(PrincipalTest, UserLookupAsksTheCacheFirst) {
   Bind("example.test");
-  GetContextTab()->cache->memory = true;
-  GetContextTab()->cache->opened = true;
-  GetContextTab()->cache->enabled = true;
+  TurnCacheOn();
   GetADUser("alice@example.test");
   const uint64_t before = kesh::memdir::OperationCount();
   EXPECT_EQ(GetADUser("alice@example.test").dn(), "CN=Alice Able,CN=Users,DC=example,DC=test");

@@ -11,35 +11,24 @@
 #include <typeinfo>
 #include <vector>
 
-#include "directory/ldap.h"
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
-#include "directory/library/memory/memdir.h"
-#include "directory/session.h"
+#include "memdir_session.h"
 
 namespace {
 
+using memtest::MessageOf;
 using Values = std::vector<std::string>;
 
-const char kCCache[] = "MEMORY:zschema_test";
 const char kZoneDn[] = "CN=Zone1,CN=Zones,DC=example,DC=test";
 
-class ZSchemaTest : public ::testing::Test {
+// example.test bound; other.test loaded.
+class ZSchemaTest : public memtest::MemdirSession {
  protected:
   void SetUp() override {
-    kesh::memdir::Reset();
-    kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
-    kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
-    kesh::memdir::SetCCache(kCCache, "Administrator@EXAMPLE.TEST");
+    MemdirSession::SetUp();
+    memtest::LoadFixture("other.ldif");
     binding_ = Bind("example.test");
-  }
-
-  std::shared_ptr<MyBinding> Bind(const std::string& domain) {
-    auto binding = std::make_shared<MyBinding>(
-        kesh::NewADBinding(domain, kCCache, false, "", "", nullptr), kCCache);
-    binding->binding->connect("", "", 0);
-    GetContextTab()->bindings[domain] = binding;
-    return binding;
   }
 
   // A zone object in memory; a null text leaves the attribute out.
@@ -53,19 +42,6 @@ class ZSchemaTest : public ::testing::Test {
     return zone;
   }
 
-  template <class E>
-  static std::string MessageOf(const std::function<void()>& f) {
-    try {
-      f();
-    } catch (const E& e) {
-      return e.what();
-    }
-    return "(no exception)";
-  }
-
-  std::shared_ptr<MyBinding> binding_;
-  ContextTab tab_;
-  SessionScope scope_{&tab_};
 };
 
 // Every digit under every schema text. One letter per digit 0-9: C classic, T tree,
@@ -322,7 +298,7 @@ TEST_F(ZSchemaTest, ProfileOperationsAreNotAvailableYet) {
 }
 
 TEST_F(ZSchemaTest, RfcSchemaThere) {
-  kesh::memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/rfc2307.ldif");
+  memtest::LoadFixture("rfc2307.ldif");
   Bind("legacy.test");
   Bind("other.test");
   struct Case {

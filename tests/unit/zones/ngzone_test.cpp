@@ -20,6 +20,7 @@
 
 namespace {
 
+using memtest::OperationsOf;
 using zonetest::MessageOf;
 using zonetest::ZoneRig;
 namespace memdir = kesh::memdir;
@@ -235,8 +236,8 @@ TEST_F(NGZoneTest, RemoveDeletesTheZoneWithEverythingBelow) {
 }
 
 TEST_F(NGZoneTest, SetParentRefusesAndKeepsTheParentItHad) {
-  memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/other.ldif");
-  std::shared_ptr<MyBinding> other = BindTo("other.test");
+  memtest::LoadFixture("other.ldif");
+  std::shared_ptr<MyBinding> other = Bind("other.test");
   NewTree("CN=foreign,DC=other,DC=test", SCHEMA_TYPE_DYNAMIC, other);
   NewTree(ZoneDn("parent"));
   auto zone = NewTree(ZoneDn("z"));

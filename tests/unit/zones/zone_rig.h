@@ -1,63 +1,28 @@
-// A session bound to the in-memory directory, for the zone tests: example.test (forest
-// example.test, domain level 4) with a unit for test zones, and helpers to load objects,
-// count directory operations and compare the directory before and after a refusal.
+// The session of memdir_session.h for the zone tests: example.test (forest example.test,
+// domain level 4) bound, with a unit for test zones, and helpers to create and reopen
+// hierarchical zones in it.
 #ifndef ZONESMITH_TESTS_UNIT_ZONES_ZONE_RIG_H_
 #define ZONESMITH_TESTS_UNIT_ZONES_ZONE_RIG_H_
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 
-#include "directory/ldap.h"
-#include "directory/library/adbinding.h"
-#include "directory/library/constants.h"
-#include "directory/library/exceptions.h"
-#include "directory/library/memory/memdir.h"
-#include "directory/session.h"
+#include "memdir_session.h"
 #include "zones/ngzone.h"
 #include "zones/zone.h"
 
 namespace zonetest {
 
-namespace memdir = kesh::memdir;
+using memtest::MessageOf;
 
 constexpr char kZones[] = "OU=Zones,DC=example,DC=test";
 
-// The message of the exception E that `f` throws; fails the test when it throws none.
-template <class E>
-std::string MessageOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const E& e) {
-    return e.what();
-  }
-  ADD_FAILURE() << "no exception";
-  return "";
-}
-
-class ZoneRig : public testing::Test {
+class ZoneRig : public memtest::MemdirSession {
  protected:
   void SetUp() override {
-    memdir::Reset();
-    memdir::LoadLdifFile(std::string(ZS_FIXTURES_DIR) + "/example.ldif");
-    memdir::LoadLdif(std::string("dn: ") + kZones + "\nobjectClass: organizationalUnit\n\n");
-    binding_ = BindTo("example.test");
-  }
-  void TearDown() override { memdir::Reset(); }
-
-  // Enters a connected binding to `domain` into the session.
-  std::shared_ptr<MyBinding> BindTo(const std::string& domain) {
-    std::string cache = "MEMORY:zones:" + domain;
-    memdir::SetCCache(cache, "Administrator@" + domain);
-    std::shared_ptr<kesh::ADBinding> connection =
-        kesh::NewADBinding(domain, cache, false, "", "", nullptr);
-    connection->connect("", "", 0);
-    auto entry = std::make_shared<MyBinding>(connection, cache);
-    tab_.bindings[domain] = entry;
-    return entry;
+    MemdirSession::SetUp();
+    kesh::memdir::LoadLdif(std::string("dn: ") + kZones + "\nobjectClass: organizationalUnit\n\n");
+    binding_ = Bind("example.test");
   }
 
   // "CN=<cn>,OU=Zones,DC=example,DC=test"
@@ -74,27 +39,6 @@ class ZoneRig : public testing::Test {
   std::shared_ptr<TreeZone> Reopen(const std::string& dn) {
     return std::dynamic_pointer_cast<TreeZone>(TreeZone::Open(binding_, dn));
   }
-
-  bool Exists(const std::string& dn) {
-    try {
-      binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
-      return true;
-    } catch (const LDAPException& e) {
-      EXPECT_EQ(kesh::LDAP_RC_NO_SUCH_OBJECT, e.rc()) << e.what();
-      return false;
-    }
-  }
-
-  // Directory operations made while `f` runs.
-  static uint64_t OperationsOf(const std::function<void()>& f) {
-    uint64_t before = memdir::OperationCount();
-    f();
-    return memdir::OperationCount() - before;
-  }
-
-  ContextTab tab_;
-  SessionScope scope_{&tab_};
-  std::shared_ptr<MyBinding> binding_;
 };
 
 }  // namespace zonetest

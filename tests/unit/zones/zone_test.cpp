@@ -161,7 +161,7 @@ class DispatchTest : public ZoneRig {
         "dn: DC=old,DC=test\nobjectClass: top\nobjectClass: domain\nobjectClass: domainDNS\n"
         "dc: old\nobjectSid: S-1-5-21-1-2-3\n\n"
         "dn: OU=Zones,DC=old,DC=test\nobjectClass: organizationalUnit\n\n");
-    BindTo("old.test");
+    Bind("old.test");
   }
 };
 
