@@ -269,8 +269,7 @@ QVClassicStore::~QVClassicStore() {
 void QVClassicStore::updateTimeStamps() {
   if (!assignmentsChanged || !adminManager || !binding) return;
   assignmentTime = time(nullptr);
-  (*adminManager)[AD_WBEM_PATH] =
-      kSmartRefreshPrefix + StampOf(assignmentTime).toString();
+  (*adminManager)[AD_WBEM_PATH] = kSmartRefreshPrefix + StampOf(assignmentTime).toString();
   binding->update(*adminManager, kUpdateReplaceChanged);
   assignmentsChanged = false;
 }

@@ -67,8 +67,8 @@ class QVStore : public std::enable_shared_from_this<QVStore> {
   // application's group, operation, role and task containers), marks all three kinds
   // changed, re-reads application and admin manager, then calls createDefaultObjects and
   // delegateQVRights. No rollback: a failure leaves what was added.
-  static std::shared_ptr<QVStore> Create(std::shared_ptr<MyBinding> binding,
-                                         kesh::ADObject parent, int version);
+  static std::shared_ptr<QVStore> Create(std::shared_ptr<MyBinding> binding, kesh::ADObject parent,
+                                         int version);
   // Opens the store below the zone object `parent`. Throws kesh::BadDataException "Cannot
   // find QV definition (corrupted zone?)" when no child of cn=Authorization has the
   // application name "SystemAuthorization" (the last such child wins), and what the

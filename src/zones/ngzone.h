@@ -47,8 +47,8 @@ class NGZone : public virtual NssZone,
   // Writes a new hierarchical zone at `dn` (an extended DN is reduced to its plain DN):
   // the zone object (schema 3 Dynamic version 6, 2 RFC version 7, 1 SFU version 9), the
   // creator's rights on it, the six containers and the authorization store. No rollback.
-  static void Create(std::shared_ptr<MyBinding> binding, const std::string& dn,
-                     SchemaType schema, bool organizationalUnit);
+  static void Create(std::shared_ptr<MyBinding> binding, const std::string& dn, SchemaType schema,
+                     bool organizationalUnit);
 
   void getNssVars(std::map<std::string, std::string>& out) override;
   void setNssVars(std::map<std::string, std::string>& vars) override;

@@ -165,9 +165,9 @@ kesh::ADObject NssZoneSupportComputer::getComputerContainer() {
 void NssZoneSupportComputer::createNisServerGroup() {
   std::string zoneDn = object.dn();
   std::string root = kesh::DN::dnFromDomain(kesh::DN::domainFromDN(zoneDn));
-  kesh::ADObject system = binding->fetch(
-      std::string("<WKGUID=") + AD_GUID_SYSTEM_CONTAINER + "," + root + ">", nullptr,
-      AD_ALL_OBJECTS);
+  kesh::ADObject system =
+      binding->fetch(std::string("<WKGUID=") + AD_GUID_SYSTEM_CONTAINER + "," + root + ">", nullptr,
+                     AD_ALL_OBJECTS);
   std::string systemDn = kesh::upper(system.dn());
   std::string upperZone = kesh::upper(zoneDn);
   if (!systemDn.empty() && upperZone.size() >= systemDn.size() &&
@@ -195,15 +195,17 @@ std::shared_ptr<NisMap> NssZoneSupportNisMaps::newMap(const std::string&, bool) 
   NotAvailableYet("newMap");
 }
 void NssZoneSupportNisMaps::deleteMap(const std::string&) { NotAvailableYet("deleteMap"); }
-void NssZoneSupportNisMaps::addMapEntry(const std::string&, const std::string&,
-                                        const std::string&, const std::string&) {
+void NssZoneSupportNisMaps::addMapEntry(const std::string&, const std::string&, const std::string&,
+                                        const std::string&) {
   NotAvailableYet("addMapEntry");
 }
 void NssZoneSupportNisMaps::removeMapEntry(const std::string&, const std::string&) {
   NotAvailableYet("removeMapEntry");
 }
 void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>&) { NotAvailableYet("saveMap"); }
-std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string&) { NotAvailableYet("getMap"); }
+std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string&) {
+  NotAvailableYet("getMap");
+}
 
 kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
   kesh::ADObject container = kesh::LDAPBinding::createChild(object, "NisMaps", "cn");

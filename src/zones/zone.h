@@ -226,8 +226,8 @@ class IZoneSupportNisMaps {
                              std::map<std::string, std::pair<std::string, std::string>>& out) = 0;
   virtual std::shared_ptr<NisMap> newMap(const std::string& map, bool automount) = 0;
   virtual void deleteMap(const std::string& map) = 0;
-  virtual void addMapEntry(const std::string& map, const std::string& key,
-                           const std::string& value, const std::string& comment) = 0;
+  virtual void addMapEntry(const std::string& map, const std::string& key, const std::string& value,
+                           const std::string& comment) = 0;
   virtual void removeMapEntry(const std::string& map, const std::string& indexedKey) = 0;
   virtual void saveMap(std::shared_ptr<NisMap>& map) = 0;
   virtual std::shared_ptr<NisMap> getMap(const std::string& map) = 0;
@@ -346,8 +346,7 @@ std::shared_ptr<IZone> OpenZone(const std::string& path);
 // "Machine zone name must be FQDN", "Invalid zone type", "Machine zone can not be SFU
 // zone", "Zone type not supported in win2k domain" (hierarchical, computer and access
 // zones need domain functional level 2). No rollback: a failure leaves what was written.
-void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
-                bool organizationalUnit);
+void CreateZone(const std::string& path, SchemaType schema, ZoneType type, bool organizationalUnit);
 
 // Appends the subtree below `zone` (tree children, computer zones, access zones) in
 // depth-first preorder, without `zone`. Does nothing for a zone that is not a TreeZone.

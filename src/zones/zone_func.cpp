@@ -108,7 +108,8 @@ SchemaBase& CurrentSchemaBase() {
 SchemaSfu& CurrentSchemaSfu() {
   IZone* zone = GetCurrentZone<IZone>();
   SchemaSfu* schema = nullptr;
-  if (zone->getSchemaType() == SCHEMA_TYPE_SFU) schema = dynamic_cast<SchemaSfu*>(zone->getSchema());
+  if (zone->getSchemaType() == SCHEMA_TYPE_SFU)
+    schema = dynamic_cast<SchemaSfu*>(zone->getSchema());
   if (schema == nullptr) WrongZoneType();
   return *schema;
 }
@@ -171,9 +172,7 @@ Tcl::object StringList(const std::vector<std::string>& items) {
 
 }  // namespace
 
-bool IsExposedZoneField(const std::string& field) {
-  return ExposedZoneFields().count(field) != 0;
-}
+bool IsExposedZoneField(const std::string& field) { return ExposedZoneFields().count(field) != 0; }
 
 SchemaType GetSchemaType(const std::string& path, const std::string& word) {
   std::string computerName, zoneDn, accessZoneName;
@@ -267,8 +266,10 @@ std::string GetZoneField(const Tcl::object& args) {
   if (field == "sfudomain") return CurrentSchemaSfu().getSfuDomain();
   if (IsExposedZoneField(field)) return CurrentSchemaBase().getZoneProp(field);
   if (field == "defaultgecos") return CurrentTreeSchema().getZoneProp(field);
-  if (field == "createTime") return AttributeText(GetCurrentZone<NssZone>()->object, AD_WHEN_CREATED);
-  if (field == "modifyTime") return AttributeText(GetCurrentZone<NssZone>()->object, AD_WHEN_CHANGED);
+  if (field == "createTime")
+    return AttributeText(GetCurrentZone<NssZone>()->object, AD_WHEN_CREATED);
+  if (field == "modifyTime")
+    return AttributeText(GetCurrentZone<NssZone>()->object, AD_WHEN_CHANGED);
   KESH_THROW(kesh::BadDataException, 0, "unknown field %s", field.c_str());
 }
 
