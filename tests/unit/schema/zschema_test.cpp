@@ -41,7 +41,6 @@ class ZSchemaTest : public memtest::MemdirSession {
     }
     return zone;
   }
-
 };
 
 // Every digit under every schema text. One letter per digit 0-9: C classic, T tree,

@@ -48,7 +48,8 @@ TEST_F(NGZoneTest, CreateWritesTheZoneItsContainersAndStoreInEachLayout) {
     const char* marker;
     const char* schemaText;
   } layouts[] = {
-      {SCHEMA_TYPE_DYNAMIC, false, "Std Zone", "std zone", "$KeshZoneVersion6", "Dynamic_Schema_2_0"},
+      {SCHEMA_TYPE_DYNAMIC, false, "Std Zone", "std zone", "$KeshZoneVersion6",
+       "Dynamic_Schema_2_0"},
       {SCHEMA_TYPE_RFC, true, "Rfc Zone", "rfc zone", "$KeshZoneVersion7", "KVR_RFC_2307"},
       {SCHEMA_TYPE_SFU, false, "Sfu Zone", "sfu zone", "$KeshZoneVersion9", "SFU_3_0"},
   };
@@ -64,7 +65,8 @@ TEST_F(NGZoneTest, CreateWritesTheZoneItsContainersAndStoreInEachLayout) {
     EXPECT_EQ(l.schemaText, Dictionary(object)["schema"]) << l.cn;
     // The six containers, added in their order, then the store.
     long lastUsn = 0;
-    for (const char* cn : {"Computers", "Groups", "LocalGroups", "Users", "LocalUsers", "NisMaps"}) {
+    for (const char* cn :
+         {"Computers", "Groups", "LocalGroups", "Users", "LocalUsers", "NisMaps"}) {
       kesh::ADObject child = GetADObjectByDN(std::string("CN=") + cn + "," + dn);
       EXPECT_EQ("container", child[AD_OBJECT_CLASS].values().back()) << cn;
       long usn = std::stol(std::string(child["uSNCreated"]));
@@ -137,10 +139,10 @@ TEST_F(NGZoneTest, AnUnusableParentLinkOpensARootZoneAndKeepsTheLink) {
   std::string guid = parent->object.guid().toRealMSString();
   NewTree(ZoneDn("child"));
   const std::string links[] = {
-      "no-at-sign",                       // malformed
-      "S-1-5-21-1-2-3-1101",              // a computer zone's SID link
-      guid + "@unbound.test",             // a domain the session is not bound to
-      "not-a-guid@example.test",          // no GUID
+      "no-at-sign",                                         // malformed
+      "S-1-5-21-1-2-3-1101",                                // a computer zone's SID link
+      guid + "@unbound.test",                               // a domain the session is not bound to
+      "not-a-guid@example.test",                            // no GUID
       "01234567-89ab-cdef-0123-456789abcdef@example.test",  // no such object
   };
   for (const std::string& link : links) {
@@ -181,7 +183,8 @@ TEST_F(NGZoneTest, BrokenComputerZonesAreReportedAndTheHealthyChildrenThrown) {
   std::string computers = "CN=Computers," + ZoneDn("z");
   memdir::LoadLdif("dn: CN=host.example:zone," + computers +
                    "\nobjectClass: container\n\n"
-                   "dn: CN=host2.example," + computers + "\nobjectClass: container\n\n");
+                   "dn: CN=host2.example," +
+                   computers + "\nobjectClass: container\n\n");
 
   std::list<std::shared_ptr<IZone>> out;
   testing::internal::CaptureStderr();

@@ -31,8 +31,7 @@ class ZoneRig : public memtest::MemdirSession {
   // A new hierarchical zone, opened.
   std::shared_ptr<TreeZone> NewTree(const std::string& dn, SchemaType schema = SCHEMA_TYPE_DYNAMIC,
                                     std::shared_ptr<MyBinding> binding = nullptr) {
-    std::shared_ptr<IZone> zone =
-        TreeZone::Create(binding ? binding : binding_, dn, schema, false);
+    std::shared_ptr<IZone> zone = TreeZone::Create(binding ? binding : binding_, dn, schema, false);
     return std::dynamic_pointer_cast<TreeZone>(zone);
   }
 

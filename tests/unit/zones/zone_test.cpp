@@ -59,8 +59,7 @@ TEST(ParseZonePathTest, RefusesWhatNamesNoZoneDn) {
   for (const char* path : {"", "host1", "host1@notadn", "host1@", "/role", "@", "x@y", "=z"}) {
     std::string computer, dn, access;
     EXPECT_EQ("Bad zone name format",
-              MessageOf<kesh::BadDataException>(
-                  [&] { ParseZonePath(path, computer, dn, access); }))
+              MessageOf<kesh::BadDataException>([&] { ParseZonePath(path, computer, dn, access); }))
         << "'" << path << "'";
   }
 }
@@ -85,8 +84,8 @@ TEST(ParseUpnTest, SplitsTheAliasSuffix) {
     int suffix;
     const char* user;
   } cases[] = {
-      {"user1+2", 2, "user1"},   {"user1", 0, "user1"},  {"user1+12abc", 12, "user1"},
-      {"+5", 5, ""},             {"u+-3", -3, "u"},      {"", 0, ""},
+      {"user1+2", 2, "user1"}, {"user1", 0, "user1"}, {"user1+12abc", 12, "user1"},
+      {"+5", 5, ""},           {"u+-3", -3, "u"},     {"", 0, ""},
   };
   for (const auto& c : cases) {
     std::pair<int, std::string> result = ParseUpn(c.name, '+');
@@ -153,7 +152,8 @@ class DispatchTest : public ZoneRig {
         "dn: " + ZoneDn("classic") +
         "\nobjectClass: container\ndisplayName: $KeshZoneVersion4\n"
         "description: schema:Dynamic_Schema_2_0\n\n"
-        "dn: " + ZoneDn("host.example:zone") +
+        "dn: " +
+        ZoneDn("host.example:zone") +
         "\nobjectClass: container\ndisplayName: $KeshComputerZoneVersion1\n"
         "description: schema:Dynamic_Schema_2_0\n\n"
         "dn:\ndefaultNamingContext: DC=old,DC=test\nrootDomainNamingContext: DC=old,DC=test\n"
@@ -181,8 +181,7 @@ TEST_F(DispatchTest, OpenZoneTellsTheKindByTheStoredVersion) {
       {"host1", "Bad zone name format"},
   };
   for (const auto& c : refused) {
-    EXPECT_EQ(c.message, MessageOf<kesh::BadDataException>([&] { OpenZone(c.path); }))
-        << c.path;
+    EXPECT_EQ(c.message, MessageOf<kesh::BadDataException>([&] { OpenZone(c.path); })) << c.path;
   }
   // Computer zones fail as missing ones do, so that a parent lists them as broken.
   EXPECT_EQ("Computer zones are not available yet: host.example@" + tree,
@@ -251,8 +250,7 @@ TEST_F(DispatchTest, CreateZoneOfATreeZoneAddsTheNisServerGroup) {
   CreateZone("@" + z, SCHEMA_TYPE_RFC, ZONE_TYPE_TREE, true);
   kesh::ADObject group = GetADObjectByDN("CN=zone_nis_servers,CN=Computers," + z);
   EXPECT_EQ("zone_nis_servers", std::string(group[AD_DISPLAY_NAME]));
-  EXPECT_TRUE(kesh::Guid::isValidGuidStringFormat(
-      std::string(group[AD_SAM_ACCOUNT_NAME]).c_str()));
+  EXPECT_TRUE(kesh::Guid::isValidGuidStringFormat(std::string(group[AD_SAM_ACCOUNT_NAME]).c_str()));
   EXPECT_EQ("organizationalUnit", GetADObjectByDN(z)[AD_OBJECT_CLASS].values().back());
   // A second one of the same group fails in the add.
   auto zone = OpenZone(z);
@@ -261,10 +259,11 @@ TEST_F(DispatchTest, CreateZoneOfATreeZoneAddsTheNisServerGroup) {
 
 TEST_F(DispatchTest, ANisServerGroupBelowTheSystemContainerIsRefusedAfterTheZoneIsWritten) {
   std::string z = "CN=sz,CN=System,DC=example,DC=test";
-  EXPECT_EQ("A computer in a zone under the default system container cannot act as a NIS "
-            "server.",
-            MessageOf<kesh::BadDataException>(
-                [&] { CreateZone(z, SCHEMA_TYPE_DYNAMIC, ZONE_TYPE_TREE, false); }));
+  EXPECT_EQ(
+      "A computer in a zone under the default system container cannot act as a NIS "
+      "server.",
+      MessageOf<kesh::BadDataException>(
+          [&] { CreateZone(z, SCHEMA_TYPE_DYNAMIC, ZONE_TYPE_TREE, false); }));
   // No rollback: the zone stays, without the group.
   EXPECT_TRUE(Exists("CN=Computers," + z));
   EXPECT_FALSE(Exists("CN=zone_nis_servers,CN=Computers," + z));
