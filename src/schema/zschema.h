@@ -42,14 +42,7 @@
 #include <string>
 
 #include "directory/library/adobject.h"
-#include "zones/zone.h"
-
-class MyBinding;
-class NssUser;
-class NssZoneUser;
-class NssLocalUser;
-class NssGroup;
-class ZoneComputer;
+#include "zones/zone.h"  // SchemaType, and the profile classes named here
 
 // Texts under the key "schema" of a zone dictionary.
 extern const char* const SCHEMA_TEXT_SFU;      // "SFU_3_0"
