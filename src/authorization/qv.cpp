@@ -73,6 +73,11 @@ std::string ScopeNameFilter(const std::string& name) {
          kesh::DN::escapeLDAPFilter(name) + ")";
 }
 
+// The stored form of a change time: the Windows file time of `t`, with no exception for 0, so
+// that a time never read nor marked goes out as the file time of the Unix epoch. Reading back
+// turns that into 0 again.
+Int64 StampOf(time_t t) { return Int64(int64_t(t) * 10000000 + Int64::kUnixEpochAsFileTime); }
+
 // An empty store of the variant that `version` names: 1 classic, anything else hierarchical.
 std::shared_ptr<QVStore> NewStore(int version) {
   if (version != kClassicVersion) return std::make_shared<QVNGStore>(version);
@@ -248,13 +253,6 @@ std::string QVStore::taskContainerDn() const {
                                         kRdnType)
       .dn();
 }
-
-// The stored form of a change time: the Windows file time of `t`, with no exception for 0, so
-// that a time never read nor marked goes out as the file time of the Unix epoch. Reading back
-// turns that into 0 again.
-namespace {
-Int64 StampOf(time_t t) { return Int64(int64_t(t) * 10000000 + Int64::kUnixEpochAsFileTime); }
-}  // namespace
 
 // --- QVClassicStore -----------------------------------------------------------------------
 
