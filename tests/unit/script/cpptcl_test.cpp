@@ -251,10 +251,12 @@ TEST_F(BindingTest, ASecretCommandNamesNoWordInTheErrorInformation) {
   };
   const Secret cases[] = {
       {"login alice S3cret", "bad data 42\n    while executing\n\"login ...\""},
-      {"p", "bad data 42\n    while executing\n\"login ...\"\n    (procedure \"p\" line 1)\n"
-            "    invoked from within\n\"p\""},
-      {"login2 S3cret", "wrong # args: should be <user> <password>\n    while executing\n"
-                        "\"login2 ...\""},
+      {"p",
+       "bad data 42\n    while executing\n\"login ...\"\n    (procedure \"p\" line 1)\n"
+       "    invoked from within\n\"p\""},
+      {"login2 S3cret",
+       "wrong # args: should be <user> <password>\n    while executing\n"
+       "\"login2 ...\""},
       // The contrast: a command that is not secret is logged by Tcl, words and all.
       {"baddata S3cret", "bad data 42\n    while executing\n\"baddata S3cret\""},
   };
