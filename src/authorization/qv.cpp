@@ -54,12 +54,6 @@ kesh::AttrList ScopeAttributes() {
   return attrs.data();
 }
 
-// The first value of `name`, empty when the attribute is absent (not created on the way).
-std::string ValueOf(const kesh::ADObject& object, const char* name) {
-  const kesh::ADAttribute* attribute = object.find(name);
-  return attribute ? std::string(*attribute) : std::string();
-}
-
 // A new container `prefix` + `ownerCn` below `owner`, in memory.
 kesh::ADObject NewContainer(kesh::ADObject& owner, const std::string& prefix,
                             const std::string& ownerCn) {
@@ -72,11 +66,6 @@ std::string ScopeNameFilter(const std::string& name) {
   return std::string("(&(objectClass=") + AZ_CLASS_SCOPE + ")(" + AZ_SCOPE_NAME + "=" +
          kesh::DN::escapeLDAPFilter(name) + ")";
 }
-
-// The stored form of a change time: the Windows file time of `t`, with no exception for 0, so
-// that a time never read nor marked goes out as the file time of the Unix epoch. Reading back
-// turns that into 0 again.
-Int64 StampOf(time_t t) { return Int64(int64_t(t) * 10000000 + Int64::kUnixEpochAsFileTime); }
 
 // An empty store of the variant that `version` names: 1 classic, anything else hierarchical.
 std::shared_ptr<QVStore> NewStore(int version) {
@@ -145,7 +134,7 @@ std::shared_ptr<QVStore> QVStore::Open(std::shared_ptr<MyBinding> binding, kesh:
   kesh::ADObject application;
   bool found = false;
   for (kesh::ADObject& child : binding->children(adminManager, nullptr)) {
-    if (ValueOf(child, AZ_APP_NAME) == QV_APPLICATION_NAME) {
+    if (child.firstValue(AZ_APP_NAME) == QV_APPLICATION_NAME) {
       application = child;
       found = true;
     }
@@ -153,7 +142,7 @@ std::shared_ptr<QVStore> QVStore::Open(std::shared_ptr<MyBinding> binding, kesh:
   if (!found) KESH_THROW(kesh::BadDataException, 0, "Cannot find QV definition (corrupted zone?)");
 
   // Only the last character counts; an empty value throws std::out_of_range from substr.
-  const std::string marker = ValueOf(application, AZ_APP_VERSION);
+  const std::string marker = application.firstValue(AZ_APP_VERSION);
   const std::string last = marker.substr(marker.size() - 1);
   const int version = int(std::strtol(last.c_str(), nullptr, 10));
 
@@ -161,7 +150,7 @@ std::shared_ptr<QVStore> QVStore::Open(std::shared_ptr<MyBinding> binding, kesh:
   store->binding = binding;
   store->adminManager = std::make_shared<kesh::ADObject>(adminManager);
   store->application = std::make_shared<kesh::ADObject>(application);
-  store->applicationCn = ValueOf(application, AD_CN);
+  store->applicationCn = application.firstValue(AD_CN);
   return store;
 }
 
@@ -267,7 +256,8 @@ QVClassicStore::~QVClassicStore() {
 void QVClassicStore::updateTimeStamps() {
   if (!assignmentsChanged || !adminManager || !binding) return;
   assignmentTime = time(nullptr);
-  (*adminManager)[AD_WBEM_PATH] = kSmartRefreshPrefix + StampOf(assignmentTime).toString();
+  (*adminManager)[AD_WBEM_PATH] =
+      kSmartRefreshPrefix + Int64::fileTimeOf(assignmentTime).toString();
   binding->update(*adminManager, kUpdateReplaceChanged);
   assignmentsChanged = false;
 }
@@ -286,7 +276,7 @@ std::shared_ptr<QVScope> QVClassicStore::createAccessZoneScope(const std::string
 }
 
 void QVClassicStore::getOriginalTimestamp() {
-  const std::string path = ValueOf(*adminManager, AD_WBEM_PATH);
+  const std::string path = adminManager->firstValue(AD_WBEM_PATH);
   if (path.empty()) return;
   assignmentTime = Int64::parse(path.substr(path.find(':') + 1)).toUnixTime();
 }
@@ -309,8 +299,10 @@ void QVNGStore::updateTimeStamps() {
   if (assignmentsChanged) assignmentTime = now;
   if (rolesChanged) roleTime = now;
   if (rightsChanged) rightTime = now;
+  // A time never read nor marked goes out as the file time of the Unix epoch, which reads
+  // back as 0.
   (*adminManager)[AZ_APP_DATA] = sam::SamParser::WriteV2StoreData(
-      StampOf(assignmentTime), StampOf(roleTime), StampOf(rightTime));
+      Int64::fileTimeOf(assignmentTime), Int64::fileTimeOf(roleTime), Int64::fileTimeOf(rightTime));
   binding->update(*adminManager, kUpdateReplaceChanged);
   assignmentsChanged = rolesChanged = rightsChanged = false;
 }
@@ -331,7 +323,8 @@ std::shared_ptr<QVScope> QVNGStore::createAccessZoneScope(const std::string& nam
 
 void QVNGStore::getOriginalTimestamp() {
   Int64 assignments, roles, rights;
-  sam::SamParser::ParseV2StoreData(ValueOf(*adminManager, AZ_APP_DATA), assignments, roles, rights);
+  sam::SamParser::ParseV2StoreData(adminManager->firstValue(AZ_APP_DATA), assignments, roles,
+                                   rights);
   assignmentTime = assignments.toUnixTime();
   roleTime = roles.toUnixTime();
   rightTime = rights.toUnixTime();
@@ -357,7 +350,7 @@ QVNGScope::QVNGScope(std::shared_ptr<QVStore> s, int v) : QVScope(std::move(s), 
 std::string QVNGScope::getAccessZoneGroup() {
   std::string group;
   if (scopeObject) {
-    const std::string data = ValueOf(*scopeObject, AZ_APP_DATA);
+    const std::string data = scopeObject->firstValue(AZ_APP_DATA);
     if (!data.empty()) sam::SamParser::ParseV2ScopeData(data, group);
   }
   return group;

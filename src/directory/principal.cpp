@@ -13,14 +13,7 @@
 
 namespace {
 
-const char* const CATEGORY_ATTR = "_objectCategory";
 const char* const CATEGORY_FSP = "Foreign-Security-Principal";
-
-// The synthetic category of an object, without creating the attribute.
-std::string CategoryOf(const kesh::ADObject& object) {
-  const kesh::ADAttribute* attr = object.find(CATEGORY_ATTR);
-  return attr ? std::string(*attr) : std::string();
-}
 
 // The first object that `binding` finds for `filter` below its default base.
 kesh::ADObject FirstMatch(MyBinding& binding, const std::string& filter) {
@@ -51,7 +44,7 @@ kesh::ADObject GetByCategory(const std::string& name, const char* noDomainMessag
   std::shared_ptr<MyBinding> binding = GetBinding(domain);
   kesh::ADObject object = FirstMatch(*binding, SamFilter(account));
   if (object.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find %s", name.c_str());
-  if (CategoryOf(object) != category) {
+  if (object.category() != category) {
     KESH_THROW(kesh::NotFoundException, 0, wrongCategoryMessage, name.c_str());
   }
   return object;
@@ -86,7 +79,7 @@ kesh::ADObject GetADUser(const std::string& name) {
     for (const std::string* filter : {&upnFilter, &samFilter}) {
       kesh::ADObject object = FirstMatch(*binding, *filter);
       if (object.empty()) continue;
-      std::string category = CategoryOf(object);
+      std::string category = object.category();
       if (category == "Person" || category == "Computer") return object;
       // A first hit of another kind ends the domain search only for this filter.
     }
@@ -182,7 +175,7 @@ kesh::ADObject ScanBindings(std::vector<std::shared_ptr<MyBinding>>& bindings, s
                             std::string category) {
   for (auto& binding : bindings) {
     kesh::ADObject object = FirstMatch(*binding, filter);
-    if (!object.empty() && CategoryOf(object) == category) return object;
+    if (!object.empty() && object.category() == category) return object;
   }
   return kesh::ADObject();
 }
@@ -223,7 +216,7 @@ std::string GetGroupName(kesh::ADObject object) {
 
 bool IsGroup(const std::string& dn) {
   try {
-    return CategoryOf(GetADObjectByDN(dn)) == "Group";
+    return GetADObjectByDN(dn).category() == "Group";
   } catch (const std::exception&) {
     return false;
   }

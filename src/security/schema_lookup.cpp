@@ -29,8 +29,7 @@ std::string SchemaStringToGuid(const std::string& name) {
   std::shared_ptr<MyBinding> binding = SchemaBinding(schemaDn);
   kesh::ADObject object = binding->fetch("cn=" + kesh::DN::escapeRDNValue(name) + "," + schemaDn,
                                          nullptr, AD_ALL_OBJECTS);
-  const kesh::ADAttribute* attr = object.find("schemaIDGUID");
-  const std::string value = attr ? std::string(*attr) : std::string();
+  const std::string value = object.firstValue("schemaIDGUID");
   // The directory hands schemaIDGUID over as its 16 bytes; a text form is read as hex.
   kesh::Guid guid =
       value.size() == 16 ? kesh::Guid::fromBytes(value) : kesh::Guid::fromHexValue(value);

@@ -158,12 +158,6 @@ SID ReadDomain(const SDPtr& sd) {
   return read ? read->domain : SID();
 }
 
-// The first value of the attribute, or "" when the object has none.
-std::string FirstValue(const kesh::ADObject& object, const char* name) {
-  const kesh::ADAttribute* attr = object.find(name);
-  return attr ? std::string(*attr) : std::string();
-}
-
 bool SameAce(const ACEntry& a, const ACEntry& b) {
   return a.type == b.type && a.flags == b.flags && a.mask == b.mask &&
          a.objectType == b.objectType && a.inheritedObjectType == b.inheritedObjectType &&
@@ -367,11 +361,11 @@ std::string SidToString(const SID& sid, bool explain, const SID& domain) {
     kesh::ADObject principal = GetPrincipalBySid(lookup);
     std::string name;
     if (principal.category() == "Group") {
-      name = FirstValue(principal, AD_CN);
-      if (name.empty()) name = FirstValue(principal, "sAMAccountName");
+      name = principal.firstValue(AD_CN);
+      if (name.empty()) name = principal.firstValue("sAMAccountName");
     } else {
-      name = FirstValue(principal, "userPrincipalName");
-      if (name.empty()) name = FirstValue(principal, "sAMAccountName");
+      name = principal.firstValue("userPrincipalName");
+      if (name.empty()) name = principal.firstValue("sAMAccountName");
     }
     if (!name.empty()) return name;
   } catch (const std::exception&) {

@@ -162,18 +162,21 @@ std::string TreeZone::getParent(bool raw) {
 }
 
 void TreeZone::setParent(const std::string& path) {
+  // The parent's object as the opening read it, all attributes, so that it is not read again.
+  kesh::ADObject newParent;
   if (!path.empty()) {
     std::shared_ptr<IZone> candidate = OpenZone(path);
     if (dynamic_cast<IZoneHasSettableChildren*>(candidate.get()) == nullptr) {
       KESH_THROW(kesh::BadDataException, 0, "Wrong zone type for parent");
     }
+    newParent = dynamic_cast<NssZone&>(*candidate).object;
     std::shared_ptr<MyBinding> parentBinding = GetBindingForDN(path);
     if (kesh::upper(parentBinding->getForest()) != kesh::upper(binding->getForest())) {
       KESH_THROW(kesh::BadDataException, 0, "Parent and child zone should be in the same forest");
     }
   }
   if (!parent.empty()) CheckForExternalRoles(shared_from_this());
-  parent = path.empty() ? kesh::ADObject() : GetADObjectByDN(path);
+  parent = newParent;
 }
 
 void TreeZone::getChildren(std::list<std::shared_ptr<IZone>>& out, bool tree, bool computerRole,
@@ -197,8 +200,7 @@ void TreeZone::getChildren(std::list<std::shared_ptr<IZone>>& out, bool tree, bo
     kesh::ADObject container = getComputerContainer();
     std::list<std::string> broken;
     for (kesh::ADObject& child : binding->children(container, nullptr)) {
-      const kesh::ADAttribute* cnAttr = child.find(AD_CN);
-      std::string cn = cnAttr == nullptr ? "" : std::string(*cnAttr);
+      std::string cn = child.firstValue(AD_CN);
       // A cn shorter than the suffix throws std::out_of_range here, which ends the call.
       if (cn.substr(cn.size() - kComputerZoneSuffixLength) != kComputerZoneSuffix) continue;
       std::string path = cn.substr(0, cn.size() - kComputerZoneSuffixLength) + "@" + zoneDn;
@@ -230,8 +232,7 @@ void TreeZone::getChildren(std::list<std::shared_ptr<IZone>>& out, bool tree, bo
     for (std::shared_ptr<QVScope>& scope : scopes) {
       // Only the scopes of access zones name a group of computers.
       if (scope->getAccessZoneGroup().empty()) continue;
-      const kesh::ADAttribute* name = scope->scopeObject->find("msDS-AzScopeName");
-      out.push_back(OpenZone(zoneDn + "/" + (name == nullptr ? "" : std::string(*name))));
+      out.push_back(OpenZone(zoneDn + "/" + scope->scopeObject->firstValue(AZ_SCOPE_NAME)));
     }
   }
 }

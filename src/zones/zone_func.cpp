@@ -158,11 +158,6 @@ std::string SchemaWordOf(SchemaType schema) {
   }
 }
 
-std::string AttributeText(const kesh::ADObject& object, const char* name) {
-  const kesh::ADAttribute* attr = object.find(name);
-  return attr == nullptr || attr->empty() ? std::string() : static_cast<std::string>(*attr);
-}
-
 Tcl::object StringList(const std::vector<std::string>& items) {
   Tcl::interpreter& interp = SessionInterp();
   Tcl::object result;
@@ -266,10 +261,8 @@ std::string GetZoneField(const Tcl::object& args) {
   if (field == "sfudomain") return CurrentSchemaSfu().getSfuDomain();
   if (IsExposedZoneField(field)) return CurrentSchemaBase().getZoneProp(field);
   if (field == "defaultgecos") return CurrentTreeSchema().getZoneProp(field);
-  if (field == "createTime")
-    return AttributeText(GetCurrentZone<NssZone>()->object, AD_WHEN_CREATED);
-  if (field == "modifyTime")
-    return AttributeText(GetCurrentZone<NssZone>()->object, AD_WHEN_CHANGED);
+  if (field == "createTime") return GetCurrentZone<NssZone>()->object.firstValue(AD_WHEN_CREATED);
+  if (field == "modifyTime") return GetCurrentZone<NssZone>()->object.firstValue(AD_WHEN_CHANGED);
   KESH_THROW(kesh::BadDataException, 0, "unknown field %s", field.c_str());
 }
 

@@ -269,18 +269,15 @@ AttributeMap& ADObject::attributes() {
   return impl_->attributes;
 }
 
-namespace {
-
-std::string FirstValue(const ADAttribute* attribute) {
+std::string ADObject::firstValue(const std::string& name) const {
+  const ADAttribute* attribute = find(name);
   return attribute == nullptr ? std::string() : std::string(*attribute);
 }
 
-}  // namespace
-
-std::string ADObject::dn() const { return FirstValue(find(AD_DN)); }
+std::string ADObject::dn() const { return firstValue(AD_DN); }
 
 SID ADObject::sid() const {
-  std::string bytes = FirstValue(find("objectSid"));
+  std::string bytes = firstValue("objectSid");
   if (bytes.empty()) return SID();
   try {
     return SID::fromBytes(bytes);
@@ -290,12 +287,12 @@ SID ADObject::sid() const {
 }
 
 Guid ADObject::guid() const {
-  std::string bytes = FirstValue(find("objectGUID"));
+  std::string bytes = firstValue("objectGUID");
   if (bytes.size() != 16) return NULL_GUID;
   return Guid::fromBytes(bytes);
 }
 
-std::string ADObject::category() const { return FirstValue(find("_objectCategory")); }
+std::string ADObject::category() const { return firstValue("_objectCategory"); }
 
 time_t ADObject::fetchTime() const {
   isValid();

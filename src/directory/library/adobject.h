@@ -110,6 +110,10 @@ class ADObject {
   const AttributeMap& attributes() const;
   AttributeMap& attributes();
 
+  // The first value of the attribute `name`, or "" when it is absent or holds no value. Does
+  // not create the attribute.
+  std::string firstValue(const std::string& name) const;
+
   // The AD_DN attribute, or empty.
   std::string dn() const;
   // From objectSid; null when absent or malformed.

@@ -36,9 +36,9 @@ class Int64 {
   std::string toString() const { return std::to_string(value_); }
 
   // The file time of a Unix time; 0 stays 0 ("never").
-  static Int64 fromUnixTime(time_t t) {
-    return t == 0 ? Int64(0) : Int64(int64_t(t) * 10000000 + kUnixEpochAsFileTime);
-  }
+  static Int64 fromUnixTime(time_t t) { return t == 0 ? Int64(0) : fileTimeOf(t); }
+  // The file time of a Unix time, 0 included (the file time of the Unix epoch).
+  static Int64 fileTimeOf(time_t t) { return Int64(int64_t(t) * 10000000 + kUnixEpochAsFileTime); }
   // The Unix time of a file time, rounded down to the second; 0 stays 0.
   time_t toUnixTime() const {
     if (value_ == 0) return 0;

@@ -14,6 +14,7 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
 #include "directory/library/sam_parser.h"
+#include "directory/library/strings.h"
 #include "memdir_session.h"
 
 namespace {
@@ -27,12 +28,6 @@ const char kZoneB[] = "CN=ZoneB,CN=Program Data,DC=example,DC=test";
 std::string Value(const kesh::ADObject& object, const char* name) {
   const kesh::ADAttribute* a = object.find(name);
   return a ? std::string(*a) : std::string();
-}
-
-// DNs compared as the directory does, without regard to case.
-std::string Lower(std::string s) {
-  for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
-  return s;
 }
 
 bool HasClass(const kesh::ADObject& object, const std::string& cls) {
@@ -110,12 +105,14 @@ TEST_F(QVStoreTest, CreateWritesTheLayoutOfEitherVariant) {
       EXPECT_EQ(Value(o, AZ_MINOR_VERSION), e.minor);
     }
     EXPECT_EQ(CountBelow(am), std::size(expected));
-    EXPECT_EQ(Lower(store->application->dn()), Lower(app));
-    EXPECT_EQ(Lower(store->adminManager->dn()), Lower(am));
-    EXPECT_EQ(Lower(store->operationContainerDn()),
-              Lower("cn=AzOpObjectContainer-" + g + "," + app));
-    EXPECT_EQ(Lower(store->roleContainerDn()), Lower("cn=AzRoleObjectContainer-" + g + "," + app));
-    EXPECT_EQ(Lower(store->taskContainerDn()), Lower("cn=AzTaskObjectContainer-" + g + "," + app));
+    EXPECT_EQ(kesh::lower(store->application->dn()), kesh::lower(app));
+    EXPECT_EQ(kesh::lower(store->adminManager->dn()), kesh::lower(am));
+    EXPECT_EQ(kesh::lower(store->operationContainerDn()),
+              kesh::lower("cn=AzOpObjectContainer-" + g + "," + app));
+    EXPECT_EQ(kesh::lower(store->roleContainerDn()),
+              kesh::lower("cn=AzRoleObjectContainer-" + g + "," + app));
+    EXPECT_EQ(kesh::lower(store->taskContainerDn()),
+              kesh::lower("cn=AzTaskObjectContainer-" + g + "," + app));
   }
 }
 
