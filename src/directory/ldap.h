@@ -50,6 +50,10 @@ class MyBinding {
   kesh::ADObjectList children(kesh::ADObject& parent, kesh::AttrList attrs);
 
   void add(kesh::ADObject& object);
+  // Modes of update.
+  static constexpr int UPDATE_ADD = 0;      // add the values of the changed attributes
+  static constexpr int UPDATE_DELETE = 1;   // delete them
+  static constexpr int UPDATE_REPLACE = 2;  // replace the changed attributes (also -1)
   // `mode`: 0 add values, 1 delete values, 2 (or -1) replace the changed attributes.
   void update(kesh::ADObject& object, int mode);
   void rename(kesh::ADObject& object, const std::string& newRdn);

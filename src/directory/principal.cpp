@@ -1,6 +1,9 @@
 #include "directory/principal.h"
 
+#include <algorithm>
 #include <chrono>
+#include <map>
+#include <vector>
 
 #include "directory/cache.h"
 #include "directory/ldap.h"
@@ -245,4 +248,46 @@ kesh::ADObject FindScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject z
   kesh::ADObjectList list = binding->search(filter, base.dn(), nullptr, kesh::SCOPE_SUB, 0);
   if (list.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find zone entry");
   return list.front();
+}
+
+std::vector<kesh::SID> GetUserSids(const kesh::ADObject& user) {
+  std::vector<kesh::SID> sids;
+  kesh::SID own = user.sid();
+  if (!own.isNull()) sids.push_back(own);
+  const kesh::ADAttribute* history = user.find("sIDHistory");
+  if (history == nullptr) return sids;
+  for (const std::string& bytes : history->values()) {
+    try {
+      sids.push_back(kesh::SID::fromBytes(bytes));
+    } catch (const kesh::BadDataException&) {
+      // A damaged history value names nobody; the user's other SIDs still count.
+    }
+  }
+  return sids;
+}
+
+std::map<std::string, kesh::ADObject> PrefetchPrincipalsBySid(const std::vector<kesh::SID>& sids) {
+  std::map<std::string, kesh::ADObject> found;
+  std::vector<std::shared_ptr<MyBinding>> bindings;
+  GetBindings(bindings);
+  for (auto& binding : bindings) {
+    const kesh::SID domain = binding->getDomainSid();
+    std::vector<const kesh::SID*> mine;
+    for (const kesh::SID& sid : sids) {
+      if (sid.domainSID() == domain && found.count(sid.toMSString()) == 0) mine.push_back(&sid);
+    }
+    for (size_t start = 0; start < mine.size(); start += MyBinding::PAGE_SIZE) {
+      std::string filter = "(&(!(objectCategory=ForeignSecurityPrincipal))(|";
+      const size_t end = std::min(mine.size(), start + MyBinding::PAGE_SIZE);
+      for (size_t i = start; i < end; ++i) {
+        filter += "(objectSid=" + mine[i]->toEscapedString() + ")";
+      }
+      filter += "))";
+      for (kesh::ADObject& object : binding->search(filter, "", nullptr, kesh::SCOPE_SUB, 0)) {
+        const kesh::SID sid = object.sid();
+        if (!sid.isNull() && object.category() != CATEGORY_FSP) found[sid.toMSString()] = object;
+      }
+    }
+  }
+  return found;
 }

@@ -13,6 +13,7 @@
 #ifndef ZONESMITH_DIRECTORY_PRINCIPAL_H_
 #define ZONESMITH_DIRECTORY_PRINCIPAL_H_
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,6 +42,16 @@ kesh::ADObject GetPrincipal(const std::string& name);
 // principal; searched in the bindings of the SID's domain, then in every global catalog.
 // Throws kesh::NotFoundException "could not find <sid>\n".
 kesh::ADObject GetPrincipalBySid(kesh::SID& sid);
+// The SIDs of a user: its objectSid first, then those of its sIDHistory in stored order.
+// Values that are no SID are left out.
+std::vector<kesh::SID> GetUserSids(const kesh::ADObject& user);
+// Resolves many SIDs with few directory calls, for listings: for each domain binding of the
+// session, the SIDs of its domain are searched by objectSid in batches (one filter per batch
+// of up to MyBinding::PAGE_SIZE SIDs), all attributes. Answers SID text -> object for every
+// SID found so, foreign security principals left out. What it does not answer (a SID in a
+// history, of a domain without binding, or not found) is for GetPrincipalBySid; what it
+// answers is what GetPrincipalBySid would answer. Directory failures pass through.
+std::map<std::string, kesh::ADObject> PrefetchPrincipalsBySid(const std::vector<kesh::SID>& sids);
 // The first object of `binding` whose objectSid or sIDHistory is `sid`, not a foreign
 // security principal; an empty object when there is none.
 kesh::ADObject InternalGetObjectBySid(std::shared_ptr<MyBinding> binding, kesh::SID& sid);

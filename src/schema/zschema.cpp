@@ -129,41 +129,13 @@ void SchemaBase::getComputers(const std::string&, std::list<std::shared_ptr<Zone
 
 // --- SchemaScp and its layouts ---------------------------------------------------------------
 
-void SchemaScp::deleteUser(std::shared_ptr<NssUser>&) { NotAvailableYet("deleteUser"); }
-void SchemaScp::getZoneUsers(const std::string&, std::list<std::shared_ptr<NssZoneUser>>&) {
-  NotAvailableYet("getZoneUsers");
-}
-void SchemaScp::getLocalUsers(const std::string&, std::list<std::shared_ptr<NssLocalUser>>&) {
-  NotAvailableYet("getLocalUsers");
-}
-void SchemaScp::deleteGroup(std::shared_ptr<NssGroup>&) { NotAvailableYet("deleteGroup"); }
-void SchemaScp::getGroups(const std::string&, std::list<std::shared_ptr<NssGroup>>&,
-                          NssGroup* (*)(), bool) {
-  NotAvailableYet("getGroups");
-}
-kesh::ADObject SchemaScp::findUnixGroup(const std::string&, bool) {
-  NotAvailableYet("findUnixGroup");
-}
-void SchemaScp::loadZUser(const std::string&, std::shared_ptr<NssZoneUser>, bool) {
-  NotAvailableYet("loadZUser");
-}
-void SchemaScp::loadLocalUser(const std::string&, std::shared_ptr<NssLocalUser>) {
-  NotAvailableYet("loadLocalUser");
-}
-void SchemaScp::saveZUser(std::shared_ptr<NssZoneUser>) { NotAvailableYet("saveZUser"); }
-void SchemaScp::saveLocalUser(std::shared_ptr<NssLocalUser>) { NotAvailableYet("saveLocalUser"); }
-void SchemaScp::loadGroup(const std::string&, std::shared_ptr<NssGroup>&, bool) {
-  NotAvailableYet("loadGroup");
-}
-void SchemaScp::saveGroup(std::shared_ptr<NssGroup>&) { NotAvailableYet("saveGroup"); }
-kesh::ADObject SchemaScp::findUnixUser(const std::string&, bool) {
-  NotAvailableYet("findUnixUser");
-}
-
 int SchemaScpRfc::getComputerVersion() { return ComputerColumn(gObjectVersionRfc, version_); }
 int SchemaScpDynamic::getComputerVersion() {
   return ComputerColumn(gObjectVersionDynamic, version_);
 }
+
+const ObjectVersion& SchemaScpRfc::objectVersion() { return gObjectVersionRfc[version_]; }
+const ObjectVersion& SchemaScpDynamic::objectVersion() { return gObjectVersionDynamic[version_]; }
 
 void MachineRfc::setDisplayName() { zone_[AD_DISPLAY_NAME] = COMPUTER_ZONE_VERSION_MARKER; }
 void MachineDynamic::setDisplayName() { zone_[AD_DISPLAY_NAME] = COMPUTER_ZONE_VERSION_MARKER; }

@@ -30,7 +30,7 @@
 // Zone properties live in the keyword dictionary of the zone's `description` (see
 // schema/keywords.h); setZoneData writes the initial set for a new zone.
 //
-// The profile operations (users, groups, local accounts, computers) are not part of this
+// The computer operations and the SFU layout's profile operations are not part of this
 // release of the adapters: they throw kesh::BadDataException "<operation> is not available
 // yet".
 #ifndef ZONESMITH_SCHEMA_ZSCHEMA_H_
@@ -40,8 +40,11 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "directory/library/adobject.h"
+#include "directory/library/sid.h"
+#include "schema/user.h"
 #include "zones/zone.h"  // SchemaType, and the profile classes named here
 
 // Texts under the key "schema" of a zone dictionary.
@@ -145,30 +148,130 @@ class SchemaBase : public IZoneSchema {
   int version_;
 };
 
-// What the RFC and Dynamic layouts share (serviceConnectionPoint profiles).
+// What the RFC and Dynamic layouts share: profiles are serviceConnectionPoint objects in the
+// zone's child containers "Users", "Groups", "LocalUsers" and "LocalGroups". The outer
+// algorithms live here; the two layouts fill in the protected steps that read and write
+// the fields (attributes in RFC, keywords in Dynamic).
+//
+// A save that fails leaves the profile in memory as it was (but for the classic gid rule,
+// which rewrites gid before anything is written). After a successful save the object is
+// read back by its DN, all attributes, into `scp`, and isNew is cleared.
 class SchemaScp : public SchemaBase {
  public:
   using SchemaBase::SchemaBase;
+
+  // --- Users (schema/scp_users.cpp) ---
+  // Finds the profile of `name` (a directory user name as GetADUser takes it, "*<sid>", or
+  // with `byUnixName` a login name; each with an optional "+N" alias suffix) and loads it
+  // into `user`. Throws kesh::NotFoundException "NssUser not in current zone".
+  void loadZUser(const std::string& name, std::shared_ptr<NssZoneUser> user,
+                 bool byUnixName) override;
+  // Throws kesh::NotFoundException "LocalUser not in current zone".
+  void loadLocalUser(const std::string& name, std::shared_ptr<NssLocalUser> user) override;
+  void saveZUser(std::shared_ptr<NssZoneUser> user) override;
+  void saveLocalUser(std::shared_ptr<NssLocalUser> user) override;
+  // Throws kesh::BadDataException "Zone user has not been created" for a new profile. A
+  // local user also touches the time stamp of "LocalUsers".
   void deleteUser(std::shared_ptr<NssUser>& user) override;
+  // One-level search below "Users" with `filter`; every result is loaded (an exception ends
+  // the call). The directory users behind the profiles are resolved in batches.
   void getZoneUsers(const std::string& filter,
                     std::list<std::shared_ptr<NssZoneUser>>& out) override;
   void getLocalUsers(const std::string& filter,
                      std::list<std::shared_ptr<NssLocalUser>>& out) override;
-  void deleteGroup(std::shared_ptr<NssGroup>& group) override;
-  void getGroups(const std::string& filter, std::list<std::shared_ptr<NssGroup>>& out,
-                 NssGroup* (*factory)(), bool local) override;
-  kesh::ADObject findUnixGroup(const std::string& name, bool local) override;
-  // Each layout has its own way of loading and saving profiles; until profiles arrive,
-  // these stand here for both and throw "... is not available yet".
-  void loadZUser(const std::string& name, std::shared_ptr<NssZoneUser> user,
-                 bool byUnixName) override;
-  void loadLocalUser(const std::string& name, std::shared_ptr<NssLocalUser> user) override;
-  void saveZUser(std::shared_ptr<NssZoneUser> user) override;
-  void saveLocalUser(std::shared_ptr<NssLocalUser> user) override;
+  // The object holding login name `name` in "LocalUsers" (`local`) or "Users". Throws
+  // kesh::NotFoundException "user not found".
+  kesh::ADObject findUnixUser(const std::string& name, bool local) override;
+
+  // --- Groups (schema/scp_groups.cpp) ---
+  // Throws kesh::NotFoundException "Group not in current zone".
   void loadGroup(const std::string& name, std::shared_ptr<NssGroup>& group,
                  bool byUnixName) override;
   void saveGroup(std::shared_ptr<NssGroup>& group) override;
-  kesh::ADObject findUnixUser(const std::string& name, bool local) override;
+  // Throws kesh::BadDataException "Group has not been created" for a new profile.
+  void deleteGroup(std::shared_ptr<NssGroup>& group) override;
+  void getGroups(const std::string& filter, std::list<std::shared_ptr<NssGroup>>& out,
+                 NssGroup* (*factory)(), bool local) override;
+  // Throws kesh::NotFoundException "group not found".
+  kesh::ADObject findUnixGroup(const std::string& name, bool local) override;
+
+  // --- Containers (schema/scp_lookup.cpp) ---
+  // The child `name` of the zone object, built without a directory access.
+  kesh::ADObject childContainer(const std::string& name);
+  // Searches the zone's subtree for "(cn=<name>)" and adds a child container of that name
+  // (objectClass container) when there is none.
+  void checkAndCreateContainer(const std::string& name);
+  // Replaces the description of the child `name` (found by a one-level search below the
+  // zone for "(cn=<name>)") by the one key "lastupdatetime" with the present time in
+  // seconds since the epoch, and updates it.
+  void updateContainerTimestamp(const std::string& name);
+  // FindScpByCN below the child `container`; an empty object when there is none or the
+  // search fails.
+  kesh::ADObject findScpByCN(const std::string& name, const std::string& container);
+
+ protected:
+  // The row of the layout's object version table for this zone's version.
+  virtual const ObjectVersion& objectVersion() = 0;
+  // Object classes of a profile object in this layout.
+  virtual std::vector<std::string> profileClasses() = 0;
+
+  // Users, layout steps:
+  // The profile with login name `name` below "Users": RFC "(uid=<name>)", Dynamic below 6
+  // "(name=<name>)", from 6 "(keywords=*login:<name>)"; the name is not escaped. Throws
+  // kesh::NotFoundException "could not find zone entry".
+  virtual kesh::ADObject FindUserScpByUnixName(std::shared_ptr<MyBinding> binding,
+                                               kesh::ADObject zone, const std::string& name) = 0;
+  // Makes `scp` the profile's object and reads the fields of the layout, then the texts of
+  // the extended attribute keys in `dict`.
+  virtual void loadUserData(kesh::ADObject& scp, std::shared_ptr<NssUser> user,
+                            std::map<std::string, std::string>& dict) = 0;
+  // Writes the fields into `target` and `dict`, writes `dict` into keywords, adds or updates
+  // `target`, reads it back into user->scp.
+  virtual void saveUser(std::shared_ptr<NssUser> user, std::map<std::string, std::string>& dict,
+                        kesh::ADObject& target) = 0;
+  // gecos of a profile from version 6: attribute gecos in RFC, keyword "gecos" in Dynamic.
+  virtual OptionalField<std::string> storedGecos(kesh::ADObject& scp,
+                                                 std::map<std::string, std::string>& dict) = 0;
+
+  // Users, common steps:
+  void loadZUserData(kesh::ADObject& scp, std::shared_ptr<NssZoneUser> user);
+  void loadLocalUserData(kesh::ADObject& scp, std::shared_ptr<NssLocalUser> user);
+  // Resolves the directory user of a loaded profile (managedBy below version 4, else the SID
+  // in parentLink); an unresolved one is named "*<sid>" or "*<unknown user>".
+  void findParentUser(std::shared_ptr<NssZoneUser>& user, kesh::ADObject& scp);
+  // The profile object of (the alias `altIndex` of) the directory user `name`, of "*<sid>",
+  // or with `byUnixName` of a login name; empty when there is none. `userObject` is filled
+  // with the directory user when it was empty. An empty name throws std::out_of_range.
+  kesh::ADObject findZUserScp(kesh::ADObject& userObject, const std::string& name, int32_t altIndex,
+                              bool byUnixName);
+
+  // Groups, layout steps:
+  // The gid: RFC attribute gidNumber, Dynamic keyword "gid" (read with atoui; an empty text
+  // leaves it unset).
+  virtual void loadGroupGid(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group) = 0;
+  // RFC: gidNumber gets the gid, or is cleared; Dynamic: keyword "gid" when set.
+  virtual void saveGroupGid(std::shared_ptr<NssGroup>& group, kesh::ADObject& target,
+                            std::map<std::string, std::string>& dict) = 0;
+  // The cn of a zone group from version 6 (before the 64-character rule): RFC the
+  // lower-cased sAMAccountName ("?" without one), Dynamic the directory group's cn as it
+  // stands; then "@" and the domain, lower-cased.
+  virtual std::string zoneGroupName(std::shared_ptr<NssGroup>& group) = 0;
+  // RFC below version 6 refuses a zone group without both gid and name.
+  virtual void checkZGroupFields(std::shared_ptr<NssGroup>& /*group*/) {}
+
+  // Groups, common steps:
+  void loadGroupData(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group);
+  void commonZGroupLoad(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group);
+  void commonLocalGroupLoad(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group);
+  // The target object of a group's save, with the entries of `dict` filled in.
+  kesh::ADObject saveZGroup(std::shared_ptr<NssGroup>& group,
+                            std::map<std::string, std::string>& dict);
+  kesh::ADObject saveLocalGroup(std::shared_ptr<NssGroup>& group,
+                                std::map<std::string, std::string>& dict);
+
+  // The directory principals behind the profiles of a running getZoneUsers, by SID text;
+  // findParentUser looks here before it asks GetPrincipalBySid.
+  std::map<std::string, kesh::ADObject> prefetched_;
 };
 
 class SchemaScpRfc : public SchemaScp {
@@ -177,6 +280,23 @@ class SchemaScpRfc : public SchemaScp {
   SchemaType getSchemaType() override { return SCHEMA_TYPE_RFC; }
   int getComputerVersion() override;
   bool isTreeZone() override { return false; }
+
+ protected:
+  const ObjectVersion& objectVersion() override;
+  std::vector<std::string> profileClasses() override;
+  kesh::ADObject FindUserScpByUnixName(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                                       const std::string& name) override;
+  void loadUserData(kesh::ADObject& scp, std::shared_ptr<NssUser> user,
+                    std::map<std::string, std::string>& dict) override;
+  void saveUser(std::shared_ptr<NssUser> user, std::map<std::string, std::string>& dict,
+                kesh::ADObject& target) override;
+  OptionalField<std::string> storedGecos(kesh::ADObject& scp,
+                                         std::map<std::string, std::string>& dict) override;
+  void loadGroupGid(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group) override;
+  void saveGroupGid(std::shared_ptr<NssGroup>& group, kesh::ADObject& target,
+                    std::map<std::string, std::string>& dict) override;
+  std::string zoneGroupName(std::shared_ptr<NssGroup>& group) override;
+  void checkZGroupFields(std::shared_ptr<NssGroup>& group) override;
 };
 
 class NGSchemaScpRfc : public SchemaScpRfc {
@@ -199,6 +319,22 @@ class SchemaScpDynamic : public SchemaScp {
   SchemaType getSchemaType() override { return SCHEMA_TYPE_DYNAMIC; }
   int getComputerVersion() override;
   bool isTreeZone() override { return false; }
+
+ protected:
+  const ObjectVersion& objectVersion() override;
+  std::vector<std::string> profileClasses() override;
+  kesh::ADObject FindUserScpByUnixName(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                                       const std::string& name) override;
+  void loadUserData(kesh::ADObject& scp, std::shared_ptr<NssUser> user,
+                    std::map<std::string, std::string>& dict) override;
+  void saveUser(std::shared_ptr<NssUser> user, std::map<std::string, std::string>& dict,
+                kesh::ADObject& target) override;
+  OptionalField<std::string> storedGecos(kesh::ADObject& scp,
+                                         std::map<std::string, std::string>& dict) override;
+  void loadGroupGid(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group) override;
+  void saveGroupGid(std::shared_ptr<NssGroup>& group, kesh::ADObject& target,
+                    std::map<std::string, std::string>& dict) override;
+  std::string zoneGroupName(std::shared_ptr<NssGroup>& group) override;
 };
 
 class NGSchemaScpDynamic : public SchemaScpDynamic {
@@ -251,6 +387,36 @@ class SchemaSfu : public SchemaBase {
   std::string nisDomain;
   bool writesRfcAttributes = true;
 };
+
+// --- Profile lookups and checks shared by the layouts ---
+
+// The profile of `sid` below the child `container` of `zone`: with `altIndex` 0 the main
+// profile (no keyword altIndex), else the alias with that number; linked by keywords
+// "parentLink:<sid>" or by managedBy `userDN`. Throws kesh::NotFoundException "could not
+// find zone entry". (schema/scp_lookup.cpp)
+kesh::ADObject FindAltScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                               kesh::SID sid, const std::string& container,
+                               const std::string& userDN, int32_t altIndex);
+// The first object below the child `container` of `zone` (subtree) with cn `name`, or with
+// keywords "*login:<name>" (FindScpByLoginName). The name is not escaped. Throw
+// kesh::NotFoundException "could not find zone entry". (schema/scp_lookup.cpp)
+kesh::ADObject FindScpByCN(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                           const std::string& name, const std::string& container);
+kesh::ADObject FindScpByLoginName(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                                  const std::string& name, const std::string& container);
+// What a "*<sid>" name stands for: an object with the synthetic attribute "_SID" holding
+// `sidText` and the DN that dnFromExtendedDN makes of "fake". (schema/scp_lookup.cpp)
+kesh::ADObject FakeSidObject(const std::string& sidText);
+
+// The checks run before every save of a user profile (zone and local users), by the
+// schema's version: all of uid, gid, unixName, shell, home in classic zones ("Some user
+// profile fields are missing"), at least one of them or gecos above ("At least one user
+// profile field needed"); a unix name held by another profile ("Duplicate Unix name"); for
+// zone users a name with "@" ("unix name should not include '@' ") and a name that is the
+// sAMAccountName of another directory user of the same domain ("Duplicate uname with AD
+// user name in the same domain"). All kesh::BadDataException; nothing is written.
+// (schema/scp_users.cpp)
+void checkNssUser(std::shared_ptr<NssUser> user, IZoneSchema* schema);
 
 // The adapter for an existing zone object, chosen by its displayName marker and the
 // "schema" key of its dictionary:

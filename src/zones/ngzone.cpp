@@ -22,8 +22,6 @@
 
 namespace {
 
-// Update mode that replaces the changed attributes of a zone object.
-constexpr int UPDATE_REPLACE = 2;
 // The store type of a hierarchical zone's authorization store.
 constexpr int NG_STORE_VERSION = 2;
 // Versions of a new hierarchical zone by layout.
@@ -153,7 +151,7 @@ std::string TreeZone::getZoneName() { return kesh::lower(kesh::DN::cnFromDn(obje
 
 void TreeZone::saveZone() {
   SetCramAttr(object, AD_DESCRIPTION, kParentLink, parent.empty() ? "" : LinkTo(parent));
-  binding->update(object, UPDATE_REPLACE);
+  binding->update(object, MyBinding::UPDATE_REPLACE);
 }
 
 std::string TreeZone::getParent(bool raw) {

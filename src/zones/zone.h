@@ -246,7 +246,7 @@ class IZoneSupportNssVars {
 
 // --- Mix-ins: the schema-backed capabilities, composed by the zone classes. Each reads
 // nothing of its zone but `object`, `binding` and `schema`. Operations whose family has
-// not landed (profiles, computers, NIS maps) throw kesh::BadDataException "<operation> is
+// not landed (computers, NIS maps) throw kesh::BadDataException "<operation> is
 // not available yet".
 
 class NssZoneSupportZoneUserGroup : public virtual NssZone,
@@ -259,12 +259,12 @@ class NssZoneSupportZoneUserGroup : public virtual NssZone,
   void getNssZUsers(const std::string& filter,
                     std::list<std::shared_ptr<NssZoneUser>>& out) override;
   void deleteNssZUser(std::shared_ptr<NssUser> user) override;
-  // The child cn=Users of the zone object, read from the directory.
+  // The child cn=Users of the zone object, built without a directory access.
   kesh::ADObject getZUserContainer() override;
   IZoneSchema* getCurrentSchema() override { return schema.get(); }
   std::shared_ptr<NssGroup> getZGroup(const std::string& name, bool byUnixName) override;
   std::shared_ptr<NssGroup> newZGroup(const std::string& name) override;
-  // The child cn=Groups of the zone object, read from the directory.
+  // The child cn=Groups of the zone object, built without a directory access.
   kesh::ADObject getZGroupContainer() override;
 };
 

@@ -1,0 +1,94 @@
+// Lookups of profile objects below a zone's containers, and the containers themselves.
+#include <ctime>
+#include <string>
+
+#include "directory/ldap.h"
+#include "directory/library/adbinding.h"
+#include "directory/library/constants.h"
+#include "directory/library/dn.h"
+#include "directory/library/exceptions.h"
+#include "schema/keywords.h"
+#include "schema/zschema.h"
+
+namespace {
+
+// The word whose extended DN stands for a principal known by its SID alone.
+const char FAKE_DN_WORD[] = "fake";
+// The key of a local profile container's description: the time of its last change.
+const char LAST_UPDATE_KEY[] = "lastupdatetime";
+
+// The first object of a subtree search below the child `container` of `zone`.
+kesh::ADObject FirstBelow(const std::shared_ptr<MyBinding>& binding, kesh::ADObject zone,
+                          const std::string& container, const std::string& filter) {
+  kesh::ADObject base = kesh::LDAPBinding::createChild(zone, container, AD_CN);
+  kesh::ADObjectList list = binding->search(filter, base.dn(), nullptr, kesh::SCOPE_SUB, 0);
+  if (list.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find zone entry");
+  return list.front();
+}
+
+}  // namespace
+
+kesh::ADObject FindAltScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                               kesh::SID sid, const std::string& container,
+                               const std::string& userDN, int32_t altIndex) {
+  // A main profile is told by the absence of the alias keyword, an alias by its number;
+  // either is linked by its SID or, in older zones, by managedBy.
+  std::string filter = altIndex == 0 ? "(&(!(keywords=altIndex:*)"
+                                     : "(&(keywords=altIndex:" + std::to_string(altIndex);
+  filter += ")(|(keywords=parentLink:" + sid.toMSString() +
+            ")(managedBy=" + kesh::DN::escapeLDAPFilter(kesh::DN::unescapeDNString(userDN)) + ")))";
+  return FirstBelow(binding, zone, container, filter);
+}
+
+kesh::ADObject FindScpByCN(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                           const std::string& name, const std::string& container) {
+  return FirstBelow(binding, zone, container, "(cn=" + name + ")");
+}
+
+kesh::ADObject FindScpByLoginName(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
+                                  const std::string& name, const std::string& container) {
+  return FirstBelow(binding, zone, container, "(keywords=*login:" + name + ")");
+}
+
+kesh::ADObject FakeSidObject(const std::string& sidText) {
+  kesh::ADObject object;
+  object["_SID"] = sidText;
+  object[AD_DN] = kesh::DN::dnFromExtendedDN(FAKE_DN_WORD);
+  return object;
+}
+
+kesh::ADObject SchemaScp::childContainer(const std::string& name) {
+  return kesh::LDAPBinding::createChild(zone_, name, AD_CN);
+}
+
+kesh::ADObject SchemaScp::findScpByCN(const std::string& name, const std::string& container) {
+  try {
+    return FindScpByCN(binding_, zone_, name, container);
+  } catch (const std::exception&) {
+    // Not there, or not readable: the caller decides what an absent profile means.
+    return kesh::ADObject();
+  }
+}
+
+void SchemaScp::checkAndCreateContainer(const std::string& name) {
+  kesh::ADObjectList found =
+      binding_->search("(cn=" + name + ")", zone_.dn(), nullptr, kesh::SCOPE_SUB, 0);
+  if (!found.empty()) return;
+  kesh::ADObject container = childContainer(name);
+  container[AD_OBJECT_CLASS] = "container";
+  binding_->add(container);
+}
+
+void SchemaScp::updateContainerTimestamp(const std::string& name) {
+  kesh::ADObjectList found =
+      binding_->search("(cn=" + name + ")", zone_.dn(), nullptr, kesh::SCOPE_ONE, 0);
+  if (found.empty()) {
+    KESH_THROW(kesh::NotFoundException, 0, "could not find %s below %s", name.c_str(),
+               zone_.dn().c_str());
+  }
+  kesh::ADObject container = found.front();
+  std::map<std::string, std::string> dict;
+  dict[LAST_UPDATE_KEY] = std::to_string(static_cast<long long>(time(nullptr)));
+  CramAttrs(container[AD_DESCRIPTION], dict);
+  binding_->update(container, MyBinding::UPDATE_REPLACE);
+}
