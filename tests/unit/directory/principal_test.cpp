@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -147,6 +149,54 @@ TEST_F(PrincipalTest, BySidInDomainHistoryAndGlobalCatalog) {
             std::string("could not find ") + kOtherSid + "-1104");
   Bind("other.test");
   EXPECT_EQ(GetPrincipalBySid(olivia).dn(), "CN=Olivia Olsen,CN=Users,DC=other,DC=test");
+}
+
+TEST_F(PrincipalTest, UserSidsAreOwnThenHistory) {
+  Bind("example.test");
+  std::vector<kesh::SID> carol = GetUserSids(GetADUser("carol@example.test"));
+  ASSERT_EQ(carol.size(), 2u);
+  EXPECT_EQ(carol[0].toMSString(), std::string(kExampleSid) + "-1103");
+  EXPECT_EQ(carol[1].toMSString(), std::string(kOtherSid) + "-1190");
+  kesh::ADObject damaged = GetADUser("alice@example.test").clone();
+  damaged["sIDHistory"].addVal("no sid", false, true);
+  EXPECT_EQ(GetUserSids(damaged).size(), 1u);
+  EXPECT_TRUE(GetUserSids(kesh::ADObject()).empty());
+}
+
+// The batched lookup answers exactly what GetPrincipalBySid answers for the SIDs it holds,
+// leaves the rest (histories, foreign principals, unknown domains) to it, and spends one
+// search per batch of SIDs of one domain binding.
+TEST_F(PrincipalTest, PrefetchBySidAnswersInBatches) {
+  // A bound domain knows its SID, as after `bind`.
+  Bind("example.test")->getRoot();
+  Bind("other.test")->getRoot();
+  std::vector<kesh::SID> sids;
+  for (const char* rid : {"-1101", "-1102", "-500", "-512", "-9999"}) {
+    sids.emplace_back(std::string(kExampleSid) + rid);
+  }
+  sids.emplace_back(std::string(kOtherSid) + "-1104");  // Olivia, and an FSP in example.test
+  sids.emplace_back(std::string(kOtherSid) + "-1190");  // only in Carol's history
+  sids.emplace_back("S-1-5-21-1-2-3-1000");             // a domain nobody binds
+  std::map<std::string, kesh::ADObject> found;
+  const uint64_t ops = memtest::OperationsOf([&] { found = PrefetchPrincipalsBySid(sids); });
+  EXPECT_EQ(ops, 2u);  // one search in each bound domain
+  std::vector<std::string> keys;
+  for (const auto& entry : found) keys.push_back(entry.first);
+  EXPECT_EQ(keys, (std::vector<std::string>{
+                      std::string(kOtherSid) + "-1104", std::string(kExampleSid) + "-1101",
+                      std::string(kExampleSid) + "-1102", std::string(kExampleSid) + "-500",
+                      std::string(kExampleSid) + "-512"}));
+  for (auto& entry : found) {
+    kesh::SID sid(entry.first);
+    EXPECT_EQ(entry.second.dn(), GetPrincipalBySid(sid).dn());
+  }
+
+  // 250 SIDs of one domain: three batches.
+  std::vector<kesh::SID> many;
+  for (int rid = 3000; rid < 3250; ++rid) {
+    many.emplace_back(std::string(kExampleSid) + "-" + std::to_string(rid));
+  }
+  EXPECT_EQ(memtest::OperationsOf([&] { EXPECT_TRUE(PrefetchPrincipalsBySid(many).empty()); }), 3u);
 }
 
 TEST_F(PrincipalTest, InternalGetObjectBySidAnswersEmpty) {
