@@ -1,0 +1,339 @@
+#include "schema/user_func.h"
+
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "directory/library/constants.h"
+#include "directory/library/exceptions.h"
+#include "directory/library/strings.h"
+#include "directory/session.h"
+#include "schema/keywords.h"
+#include "script/args.h"
+#include "script/context.h"
+#include "zones/ngzone.h"
+#include "zones/zone.h"
+
+namespace {
+
+// Markers of the profiles that the list commands search for.
+const char* const ZONE_USERS_FILTER =
+    "(&(objectClass=serviceConnectionPoint)(displayName=$KeshUserVersion*))";
+const char* const PENDING_USERS_FILTER =
+    "(&(objectClass=serviceConnectionPoint)(displayName=$KeshPendingUserVersion*))";
+const char* const LOCAL_USERS_FILTER =
+    "(&(objectClass=serviceConnectionPoint)(displayName=$KeshLocalUserVersion*))";
+
+// How a field that is not set looks in a printed line.
+const char* const UNSET_IN_LINE = " - ";
+const char* const FIELD_SEPARATOR = ":";
+// The separator of an alias number in a profile's key.
+const char* const ALIAS_SEPARATOR = "+";
+
+[[noreturn]] void UnknownField(const std::string& field) {
+  KESH_THROW(kesh::BadDataException, 0, "unknown field %s", field.c_str());
+}
+
+// Whether `field` names an extended attribute that the user field commands take.
+bool IsUserExtendedField(const std::string& field) {
+  return field != LOCAL_GROUP_MEMBERS && ExtendedAttributes().count(field) != 0;
+}
+
+std::string TextOf(const OptionalField<uint32_t>& field, const std::string& unset) {
+  return field.isSet ? kesh::uitoa(field.value) : unset;
+}
+
+std::string TextOf(const OptionalField<std::string>& field, const std::string& unset) {
+  return field.isSet ? field.value : unset;
+}
+
+// unixName, uid, gid, gecos, home, shell: the six fields of the lines, in their order.
+std::vector<std::string> SixFields(const NssUser& user, const std::string& unset) {
+  return {TextOf(user.unixName, unset), TextOf(user.uid, unset),  TextOf(user.gid, unset),
+          TextOf(user.gecos, unset),    TextOf(user.home, unset), TextOf(user.shell, unset)};
+}
+
+std::string JoinFields(const std::string& first, const std::vector<std::string>& rest) {
+  std::string line = first;
+  for (const std::string& field : rest) line += FIELD_SEPARATOR + field;
+  return line;
+}
+
+// The key of a zone user in the lines and in get_zone_users.
+std::string ZoneUserKey(const NssZoneUser& user, bool upn) {
+  std::string key = upn ? user.upn : user.accountName;
+  if (user.altIndex != 0) key += ALIAS_SEPARATOR + kesh::itoa(user.altIndex);
+  return key;
+}
+
+bool IsSfuZone() { return GetCurrentZone<IZone>()->getSchemaType() == SCHEMA_TYPE_SFU; }
+
+void RequireLocalUserZone() {
+  if (!TestCurrentZone<NGZone>()) {
+    KESH_THROW(kesh::BadDataException, 0, "Current zone does not support local user");
+  }
+}
+
+// Home and shell take an absolute path or one that starts with a variable, without ":".
+bool IsPathValueAllowed(const std::string& value) {
+  return !value.empty() && (value[0] == '/' || value[0] == '%') &&
+         value.find(':') == std::string::npos;
+}
+
+void SetNumber(OptionalField<uint32_t>& field, const std::string& value) {
+  if (value == FIELD_NOT_SET) {
+    field.clear();
+  } else {
+    field.set(kesh::atoui(value));
+  }
+}
+
+void SetText(OptionalField<std::string>& field, const std::string& value) {
+  if (value == FIELD_NOT_SET) {
+    field.clear();
+  } else {
+    field.set(value);
+  }
+}
+
+std::list<std::shared_ptr<NssZoneUser>> ZoneUsers(const char* filter) {
+  std::list<std::shared_ptr<NssZoneUser>> users;
+  GetCurrentZone<IZoneSupportNssZoneUser>()->getNssZUsers(filter, users);
+  return users;
+}
+
+std::list<std::shared_ptr<NssLocalUser>> LocalUsers() {
+  std::list<std::shared_ptr<NssLocalUser>> users;
+  GetCurrentZone<IZoneSupportNssLocalUser>()->getNssLocalUsers(LOCAL_USERS_FILTER, users);
+  return users;
+}
+
+Tcl::object StringList(const std::vector<std::string>& items) {
+  Tcl::interpreter& interp = SessionInterp();
+  Tcl::object result;
+  for (const std::string& item : items) result.append(interp, Tcl::object(item));
+  return result;
+}
+
+// The one switch of the zone user lists.
+bool ParseUpnSwitch(const Tcl::object& args) {
+  std::map<std::string, SwitchDef> switches = Switches({SwitchDef("-upn")});
+  std::vector<std::string> positional;
+  ParseArgs(switches, args, positional);
+  if (!positional.empty()) throw Tcl::tcl_syntax_error();
+  return switches["-upn"].seen;
+}
+
+}  // namespace
+
+// --- Line printers -------------------------------------------------------------------------
+
+void DisplayZUser(const std::shared_ptr<NssZoneUser>& user, bool upn, bool pending) {
+  const std::string key = pending ? user->scp.dn() : ZoneUserKey(*user, upn);
+  std::string line = JoinFields(key, SixFields(*user, UNSET_IN_LINE));
+  if (!TestCurrentZone<NGZone>()) {
+    line += FIELD_SEPARATOR;
+    line += user->enabled ? "enabled" : "not enabled";
+  }
+  WriteStdout(line + "\n");
+}
+
+void DisplayLocalUser(const std::shared_ptr<NssLocalUser>& user) {
+  std::string line;
+  for (const std::string& field : SixFields(*user, UNSET_IN_LINE)) line += field + FIELD_SEPARATOR;
+  line += user->profileFlag.isSet ? user->profileFlag.value.get() : FIELD_NOT_SET;
+  WriteStdout(line + "\n");
+}
+
+// --- Common fields -------------------------------------------------------------------------
+
+std::string GetUserField(NssUser& user, const std::string& field) {
+  CheckZone();
+  if (field == "uid") return TextOf(user.uid, FIELD_NOT_SET);
+  if (field == "gid") return TextOf(user.gid, FIELD_NOT_SET);
+  if (field == "home") return TextOf(user.home, FIELD_NOT_SET);
+  if (field == "shell") return TextOf(user.shell, FIELD_NOT_SET);
+  if (field == "gecos") return TextOf(user.gecos, FIELD_NOT_SET);
+  if (field == "uname") return TextOf(user.unixName, FIELD_NOT_SET);
+  if (field == "dn") return user.scp.empty() ? std::string() : user.scp.dn();
+  if (field == "createTime") {
+    if (IsSfuZone()) return user.getADUObject().firstValue(AD_WHEN_CREATED);
+    return user.scp.firstValue(AD_WHEN_CREATED);
+  }
+  if (IsUserExtendedField(field)) {
+    auto entry = user.extended.find(field);
+    return entry == user.extended.end() ? std::string(FIELD_NOT_SET) : entry->second;
+  }
+  UnknownField(field);
+}
+
+void SetUserField(NssUser& user, const std::string& field, const std::string& value) {
+  if (field == "uid") return SetNumber(user.uid, value);
+  if (field == "gid") return SetNumber(user.gid, value);
+  if (field == "home" || field == "shell") {
+    OptionalField<std::string>& target = field == "home" ? user.home : user.shell;
+    if (value != FIELD_NOT_SET && !IsPathValueAllowed(value)) {
+      KESH_THROW(kesh::BadDataException, 0, "value not allowed for this field");
+    }
+    return SetText(target, value);
+  }
+  if (field == "gecos") {
+    if (!TestCurrentZone<NGZone>()) {
+      KESH_THROW(kesh::BadDataException, 0, "Cannot set gecos field in this zone type");
+    }
+    return SetText(user.gecos, value);
+  }
+  if (IsUserExtendedField(field)) {
+    if (value == FIELD_NOT_SET) {
+      user.extended.erase(field);
+    } else {
+      user.extended[field] = value;
+    }
+    return;
+  }
+  UnknownField(field);
+}
+
+// --- Zone users ----------------------------------------------------------------------------
+
+void ListZoneUsers(const Tcl::object& args) {
+  const bool upn = ParseUpnSwitch(args);
+  for (const auto& user : ZoneUsers(ZONE_USERS_FILTER)) DisplayZUser(user, upn, false);
+}
+
+void ListPendingZoneUsers() {
+  for (const auto& user : ZoneUsers(PENDING_USERS_FILTER)) DisplayZUser(user, false, true);
+}
+
+Tcl::object GetZoneUsers(const Tcl::object& args) {
+  const bool upn = ParseUpnSwitch(args);
+  std::vector<std::string> keys;
+  for (const auto& user : ZoneUsers(ZONE_USERS_FILTER)) keys.push_back(ZoneUserKey(*user, upn));
+  return StringList(keys);
+}
+
+Tcl::object GetPendingZoneUsers() {
+  std::vector<std::string> texts;
+  for (const auto& user : ZoneUsers(PENDING_USERS_FILTER)) {
+    texts.push_back(JoinFields(user->scp.dn(), SixFields(*user, FIELD_NOT_SET)));
+  }
+  return StringList(texts);
+}
+
+void NewZoneUser(const std::string& name) {
+  IZoneSupportNssZoneUser* zone = GetCurrentZone<IZoneSupportNssZoneUser>();
+  // An SFU zone checks the name against the layout first; that layout has not landed.
+  GetContextTab()->zoneUser = zone->newNssZUser(name);
+}
+
+void SelectZoneUser(const Tcl::object& args) {
+  std::map<std::string, SwitchDef> switches = Switches({SwitchDef("-unix")});
+  std::vector<std::string> positional;
+  ParseArgs(switches, args, positional);
+  if (positional.size() != 1) throw Tcl::tcl_syntax_error();
+  IZoneSupportNssZoneUser* zone = GetCurrentZone<IZoneSupportNssZoneUser>();
+  // An SFU zone checks the name against the layout first; that layout has not landed.
+  GetContextTab()->zoneUser = zone->getNssZUser(positional[0], switches["-unix"].seen);
+}
+
+void SaveZoneUser() {
+  std::shared_ptr<NssZoneUser> user = GetCurrentNssZUser();
+  GetCurrentZone<IZoneSupportNssZoneUser>()->saveNssZUser(user);
+}
+
+void DeleteZoneUser() {
+  std::shared_ptr<NssZoneUser> user = GetCurrentNssZUser();
+  GetCurrentZone<IZoneSupportNssZoneUser>()->deleteNssZUser(user);
+  ClearNssZUser();
+}
+
+std::string GetZoneUserField(const std::string& field) {
+  std::shared_ptr<NssZoneUser> user = GetCurrentNssZUser();
+  if (field == "foreign") return user->foreign ? user->storedUpn : std::string();
+  if (field == "enabled") {
+    if (TestCurrentZone<NGZone>()) {
+      KESH_THROW(kesh::BadDataException, 0, "For this type of user get role instead");
+    }
+    return user->enabled ? "1" : "0";
+  }
+  if (field == "addn") return user->adUser.dn();
+  if (field == "modifyTime") {
+    if (IsSfuZone()) return user->adUser.firstValue(AD_WHEN_CHANGED);
+    return user->scp.firstValue(AD_WHEN_CHANGED);
+  }
+  return GetUserField(*user, field);
+}
+
+void SetZoneUserField(const std::string& field, const std::string& value) {
+  std::shared_ptr<NssZoneUser> user = GetCurrentNssZUser();
+  if (field == "enabled") {
+    if (TestCurrentZone<NGZone>()) {
+      KESH_THROW(kesh::BadDataException, 0, "For this type of user set role instead");
+    }
+    user->enabled = CheckFieldEnabled(value, field);
+    return;
+  }
+  if (field == "uname") return SetText(user->unixName, value);
+  SetUserField(*user, field, value);
+}
+
+// --- Local users ---------------------------------------------------------------------------
+
+void ListLocalUsers() {
+  for (const auto& user : LocalUsers()) DisplayLocalUser(user);
+}
+
+Tcl::object GetLocalUsers() {
+  std::vector<std::string> names;
+  for (const auto& user : LocalUsers()) names.push_back(user->unixName.value);
+  return StringList(names);
+}
+
+void NewLocalUser(const std::string& name) {
+  IZoneSupportNssLocalUser* zone = GetCurrentZone<IZoneSupportNssLocalUser>();
+  GetContextTab()->localUser = zone->newNssLocalUser(name);
+}
+
+void SelectLocalUser(const std::string& name) {
+  IZoneSupportNssLocalUser* zone = GetCurrentZone<IZoneSupportNssLocalUser>();
+  GetContextTab()->localUser = zone->getNssLocalUser(name);
+}
+
+void SaveLocalUser() {
+  std::shared_ptr<NssLocalUser> user = GetCurrentNssLocalUser();
+  GetCurrentZone<IZoneSupportNssLocalUser>()->saveNssLocalUser(user);
+}
+
+void DeleteLocalUser() {
+  std::shared_ptr<NssLocalUser> user = GetCurrentNssLocalUser();
+  GetCurrentZone<IZoneSupportNssLocalUser>()->deleteNssLocalUser(user);
+  ClearNssLocalUser();
+}
+
+std::string GetLocalUserField(const std::string& field) {
+  RequireLocalUserZone();
+  std::shared_ptr<NssLocalUser> user = GetCurrentNssLocalUser();
+  if (field == "profileflag") {
+    return user->profileFlag.isSet ? user->profileFlag.value.get() : FIELD_NOT_SET;
+  }
+  if (field == "modifyTime") return user->scp.firstValue(AD_WHEN_CHANGED);
+  return GetUserField(*user, field);
+}
+
+void SetLocalUserField(const std::string& field, const std::string& value) {
+  RequireLocalUserZone();
+  std::shared_ptr<NssLocalUser> user = GetCurrentNssLocalUser();
+  if (field == "profileflag") {
+    LocalAccountState state;
+    state.set(value);
+    if (value == FIELD_NOT_SET) {
+      user->profileFlag.clear();
+    } else {
+      user->profileFlag.set(state);
+    }
+    return;
+  }
+  SetUserField(*user, field, value);
+}
