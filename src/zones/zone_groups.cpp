@@ -6,11 +6,48 @@
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
+#include "directory/library/strings.h"
+#include "directory/principal.h"
 #include "schema/user.h"
 #include "schema/zschema.h"
 #include "zones/zone.h"
 
-void IZoneSupportNssGroup::saveGroup(std::shared_ptr<NssGroup>&) { NotAvailableYet("saveGroup"); }
+namespace {
+
+// Classic zones (below this version) keep a group's gid and name both; later ones either.
+const int FIRST_TREE_VERSION = 6;
+// The attribute of a directory group whose top bit marks a security group.
+const char GROUP_TYPE_ATTR[] = "groupType";
+// Characters a local profile's name cannot hold.
+const char LOCAL_NAME_FORBIDDEN[] = ":/";
+
+}  // namespace
+
+void IZoneSupportNssGroup::saveGroup(std::shared_ptr<NssGroup>& group) {
+  IZoneSchema* schema = getCurrentSchema();
+  const bool sfu = schema->getSchemaType() == SCHEMA_TYPE_SFU;
+  if (!sfu) {
+    const int count = (group->gid.isSet ? 1 : 0) + (group->unixName.isSet ? 1 : 0);
+    if (schema->version() >= FIRST_TREE_VERSION && count == 0) {
+      KESH_THROW(kesh::BadDataException, 0, "At least one group profile field required");
+    }
+    if (schema->version() < FIRST_TREE_VERSION && count != 2) {
+      KESH_THROW(kesh::BadDataException, 0, "Some group profile fields are missing");
+    }
+  }
+  if (group->unixName.isSet && !sfu) {
+    bool taken = false;
+    try {
+      kesh::ADObject holder =
+          schema->findUnixGroup(group->unixName.value, getGroupType() == GROUP_TYPE_LOCAL);
+      taken = group->isNew || kesh::upper(holder.dn()) != kesh::upper(group->scp.dn());
+    } catch (const kesh::NotFoundException&) {
+      taken = false;  // no profile holds the name
+    }
+    if (taken) KESH_THROW(kesh::BadDataException, 0, "Duplicate Unix name");
+  }
+  schema->saveGroup(group);
+}
 
 void IZoneSupportNssGroup::getGroups(const std::string& filter,
                                      bool (*visit)(std::shared_ptr<NssGroup>&)) {
@@ -29,19 +66,63 @@ void IZoneSupportNssGroup::deleteGroup(std::shared_ptr<NssGroup>& group) {
   getCurrentSchema()->deleteGroup(group);
 }
 
-std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::getZGroup(const std::string&, bool) {
-  NotAvailableYet("getZGroup");
+std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::getZGroup(const std::string& name,
+                                                                 bool byUnixName) {
+  std::shared_ptr<NssGroup> group(MakeZGroup());
+  schema->loadGroup(name, group, byUnixName);
+  return group;
 }
-std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::string&) {
-  NotAvailableYet("newZGroup");
+
+std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::string& name) {
+  bool exists = false;
+  try {
+    getZGroup(name, false);
+    exists = true;
+  } catch (const std::exception&) {
+    // Not found, or not resolvable: the name is free as far as this zone goes.
+  }
+  if (exists) KESH_THROW(kesh::BadDataException, 0, "Group already exists");
+  std::shared_ptr<NssGroup> group(MakeZGroup());
+  kesh::ADObject adGroup = GetADGroup(name);
+  const kesh::ADAttribute* groupType = adGroup.find(GROUP_TYPE_ATTR);
+  const int type = groupType != nullptr ? groupType->toInt() : 0;
+  if (type >= 0) {
+    KESH_THROW(kesh::BadDataException, 0,
+               "Error: %s is a distribution group.  Only security groups can be added to the zone",
+               name.c_str());
+  }
+  group->adGroup = adGroup;
+  group->accountName = GetGroupName(adGroup);
+  group->isNew = true;
+  return group;
 }
 kesh::ADObject NssZoneSupportZoneUserGroup::getZGroupContainer() {
   return kesh::LDAPBinding::createChild(object, "Groups", AD_CN);
 }
 
-std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::getLocalGroup(const std::string&) {
-  NotAvailableYet("getLocalGroup");
+std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::getLocalGroup(const std::string& name) {
+  std::shared_ptr<NssGroup> group(MakeLocalGroup());
+  schema->loadGroup(name, group, false);
+  return group;
 }
-std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::newLocalGroup(const std::string&) {
-  NotAvailableYet("newLocalGroup");
+
+std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::newLocalGroup(const std::string& name) {
+  if (name.find_first_of(LOCAL_NAME_FORBIDDEN) != std::string::npos) {
+    KESH_THROW(kesh::BadDataException, 0, "value not allowed");
+  }
+  if (schema->getSchemaType() == SCHEMA_TYPE_SFU) {
+    KESH_THROW(kesh::BadDataException, 0, "SFU Zone does not support local group");
+  }
+  bool exists = false;
+  try {
+    getLocalGroup(name);
+    exists = true;
+  } catch (const std::exception&) {
+    // Any failure of the lookup means the name is free.
+  }
+  if (exists) KESH_THROW(kesh::BadDataException, 0, "Group already exists");
+  std::shared_ptr<NssGroup> group(MakeLocalGroup());
+  group->unixName.set(name);
+  group->isNew = true;
+  return group;
 }
