@@ -3,6 +3,9 @@
 #include <tcl.h>
 
 #include "directory/ldap.h"
+#include "schema/user.h"
+#include "schema/user_func.h"
+#include "schema/zgroup_func.h"
 #include "script/args.h"
 #include "script/cpptcl.h"
 #include "zones/zone.h"
@@ -52,6 +55,30 @@ void ShowObject(ContextTab& tab) {
   WriteStdout("Current AD object:\n\t" + tab.object.dn() + "\n");
 }
 
+void ShowZoneUser(ContextTab& tab) {
+  if (!tab.zoneUser) return;
+  WriteStdout("Current nss zone user:\n\t");
+  DisplayZUser(tab.zoneUser, false, false);
+}
+
+void ShowLocalUser(ContextTab& tab) {
+  if (!tab.localUser) return;
+  WriteStdout("Current local user:\n\t");
+  DisplayLocalUser(tab.localUser);
+}
+
+void ShowZoneGroup(ContextTab& tab) {
+  if (!tab.zoneGroup) return;
+  WriteStdout("Current zone group:\n\t");
+  DisplayZGroup(tab.zoneGroup, false);
+}
+
+void ShowLocalGroup(ContextTab& tab) {
+  if (!tab.localGroup) return;
+  WriteStdout("Current local group:\n\t");
+  DisplayLocalGroup(tab.localGroup);
+}
+
 struct ShowSection {
   const char* topic;
   // Prints the section; null while the class of its slot has not landed, in which case the
@@ -63,19 +90,19 @@ struct ShowSection {
 const ShowSection kShowSections[] = {
     {"bind", ShowBind},
     {"zone", ShowZone},
-    {"user", nullptr},        // "Current nss zone user:\n\t" + DisplayZUser(user, false, false)
-    {"localuser", nullptr},   // "Current local user:\n\t" + DisplayLocalUser(user)
+    {"user", ShowZoneUser},
+    {"localuser", ShowLocalUser},
     {"assignment", nullptr},  // "Current assignment:\n\t" + DisplayAssignment(assignment, false)
     {"object", ShowObject},
-    {"group", nullptr},       // "Current zone group:\n\t" + DisplayZGroup(group, false)
-    {"localgroup", nullptr},  // "Current local group:\n\t" + DisplayLocalGroup(group)
-    {"pamright", nullptr},    // "Current pam app:\n\t" + DisplayPamApp(app)
-    {"qvcommand", nullptr},   // "Current qv command:\n\t" + DisplayCmd(command)
-    {"rscommand", nullptr},   // "Current rs command:\n\t" + DisplayCmd(command)
-    {"nismap", nullptr},      // "Current NIS map:\n\t" + the map's name + "\n"
-    {"role", nullptr},        // "Current role:\n\t" + DisplayRole(role)
-    {"computer", nullptr},    // "Current zone computer:\n\t" + DisplayComputer(computer)
-    {"rse", nullptr},         // "Current rs environment:\n\t" + cnFromDn(dn) less 3 chars + "\n"
+    {"group", ShowZoneGroup},
+    {"localgroup", ShowLocalGroup},
+    {"pamright", nullptr},   // "Current pam app:\n\t" + DisplayPamApp(app)
+    {"qvcommand", nullptr},  // "Current qv command:\n\t" + DisplayCmd(command)
+    {"rscommand", nullptr},  // "Current rs command:\n\t" + DisplayCmd(command)
+    {"nismap", nullptr},     // "Current NIS map:\n\t" + the map's name + "\n"
+    {"role", nullptr},       // "Current role:\n\t" + DisplayRole(role)
+    {"computer", nullptr},   // "Current zone computer:\n\t" + DisplayComputer(computer)
+    {"rse", nullptr},        // "Current rs environment:\n\t" + cnFromDn(dn) less 3 chars + "\n"
 };
 
 }  // namespace
