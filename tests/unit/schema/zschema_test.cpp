@@ -255,11 +255,16 @@ TEST_F(ZSchemaTest, ZonePropertiesInTheDescription) {
 
 TEST_F(ZSchemaTest, ProfileOperationsAreNotAvailableYet) {
   kesh::ADObject zone(kZoneDn);
-  std::shared_ptr<IZoneSchema> adapters[] = {
-      std::make_shared<SchemaScpRfc>(zone, binding_, 5),
-      std::make_shared<SchemaSfu>(zone, binding_, 2),
+  // The RFC and Dynamic layouts have their user and group profiles; SFU has none yet.
+  const struct {
+    std::shared_ptr<IZoneSchema> schema;
+    bool profiles;
+  } adapters[] = {
+      {std::make_shared<SchemaScpRfc>(zone, binding_, 5), false},
+      {std::make_shared<SchemaSfu>(zone, binding_, 2), true},
   };
-  for (const auto& s : adapters) {
+  for (const auto& a : adapters) {
+    const std::shared_ptr<IZoneSchema>& s = a.schema;
     std::shared_ptr<NssUser> user;
     std::shared_ptr<NssGroup> group;
     std::shared_ptr<ZoneComputer> computer;
@@ -290,6 +295,7 @@ TEST_F(ZSchemaTest, ProfileOperationsAreNotAvailableYet) {
         {"findUnixGroup", [&] { s->findUnixGroup("g", false); }},
     };
     for (const Case& c : cases) {
+      if (!a.profiles && std::string(c.operation).find("Computer") == std::string::npos) continue;
       EXPECT_EQ(MessageOf<kesh::BadDataException>(c.call),
                 std::string(c.operation) + " is not available yet");
     }
