@@ -132,11 +132,10 @@ bool ParseUpnSwitch(const Tcl::object& args) {
 
 void DisplayZUser(const std::shared_ptr<NssZoneUser>& user, bool upn, bool pending) {
   const std::string key = pending ? user->scp.dn() : ZoneUserKey(*user, upn);
-  std::string line = JoinFields(key, SixFields(*user, UNSET_IN_LINE));
-  if (!TestCurrentZone<NGZone>()) {
-    line += FIELD_SEPARATOR;
-    line += user->enabled ? "enabled" : "not enabled";
-  }
+  // The shell is followed by ":" in every zone; only classic zones print the state behind it,
+  // hierarchical and computer zones end the line there.
+  std::string line = JoinFields(key, SixFields(*user, UNSET_IN_LINE)) + FIELD_SEPARATOR;
+  if (!TestCurrentZone<NGZone>()) line += user->enabled ? "enabled" : "not enabled";
   WriteStdout(line + "\n");
 }
 

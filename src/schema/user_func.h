@@ -12,10 +12,11 @@
 //
 // Lines of the list commands and of `show`, fields separated by ":", " - " for a field that
 // is not set:
-//   zone user      <key>:<unix name>:<uid>:<gid>:<gecos>:<home>:<shell>[:enabled|not enabled]
+//   zone user      <key>:<unix name>:<uid>:<gid>:<gecos>:<home>:<shell>:[enabled|not enabled]
 //                  key: accountName (upn with -upn), "+<altIndex>" for an alias; the state
-//                  only in zones that are not hierarchical or computer zones
-//   pending user   <profile DN>:<unix name>:<uid>:<gid>:<gecos>:<home>:<shell>[:...]
+//                  only in zones that are not hierarchical or computer zones, which end the
+//                  line with the ":" behind the shell
+//   pending user   <profile DN>:<unix name>:<uid>:<gid>:<gecos>:<home>:<shell>:[...]
 //   local user     <unix name>:<uid>:<gid>:<gecos>:<home>:<shell>:<profileflag or "-">
 #ifndef ZONESMITH_SCHEMA_USER_FUNC_H_
 #define ZONESMITH_SCHEMA_USER_FUNC_H_
