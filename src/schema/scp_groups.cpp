@@ -21,44 +21,19 @@
 #include "directory/library/strings.h"
 #include "directory/principal.h"
 #include "schema/keywords.h"
+#include "schema/profile_store.h"
 #include "schema/zschema.h"
 
 namespace {
 
-const char GROUPS_CONTAINER[] = "Groups";
-const char LOCAL_GROUPS_CONTAINER[] = "LocalGroups";
-// The RFC 2307 attribute of a group's gid.
-const char GID_NUMBER_ATTR[] = "gidNumber";
 // Keys of a group profile's keyword dictionary.
-const char GID_KEY[] = "gid";
-const char LOGIN_KEY[] = "login";
-const char PARENT_LINK_KEY[] = "parentLink";
 const char REQUIRED_KEY[] = "required";
-const char PROFILE_FLAG_KEY[] = "profileflag";
-const char MEMBER_KEY[] = "member";
 // Markers (displayName) of group profiles.
 const char GROUP_VERSION_MARKER[] = "$KeshGroupVersion";
 const char LOCAL_GROUP_MARKER_RFC[] = "$KeshLocalGroupVersion2";
 const char LOCAL_GROUP_MARKER_DYNAMIC[] = "$KeshLocalGroupVersion1";
-// The longest cn the directory takes.
-const size_t MAX_CN_LENGTH = 64;
-// Zone versions: below 4 the older classic generation, from 6 hierarchical and computer.
-const int FIRST_NEWER_CLASSIC_VERSION = 4;
-const int FIRST_TREE_VERSION = 6;
 
 const char* ContainerOf(bool local) { return local ? LOCAL_GROUPS_CONTAINER : GROUPS_CONTAINER; }
-
-// Empties a map when the scope ends, also when an exception passes.
-class ClearOnExit {
- public:
-  explicit ClearOnExit(std::map<std::string, kesh::ADObject>& map) : map_(map) {}
-  ~ClearOnExit() { map_.clear(); }
-  ClearOnExit(const ClearOnExit&) = delete;
-  ClearOnExit& operator=(const ClearOnExit&) = delete;
-
- private:
-  std::map<std::string, kesh::ADObject>& map_;
-};
 
 }  // namespace
 
@@ -104,13 +79,13 @@ void SchemaScp::commonZGroupLoad(kesh::ADObject& scp, std::shared_ptr<NssGroup>&
   group->scp = scp;
   CramDict(scp.find(AD_KEYWORDS), group->keywords);
   group->required = kesh::lower(GetCramAttr(REQUIRED_KEY, group->keywords)) == "true";
-  std::string name = version_ >= FIRST_TREE_VERSION ? GetCramAttr(LOGIN_KEY, group->keywords)
+  std::string name = version_ >= FIRST_TREE_VERSION ? GetCramAttr(KEY_LOGIN, group->keywords)
                                                     : scp.firstValue(AD_CN);
   if (!name.empty()) group->unixName.set(name);
 
   kesh::ADObject adGroup;
   const std::string managedBy = scp.firstValue(AD_MANAGED_BY);
-  if (version_ < FIRST_NEWER_CLASSIC_VERSION && !managedBy.empty()) {
+  if (version_ < FIRST_MANAGED_BY_FREE_VERSION && !managedBy.empty()) {
     try {
       adGroup = GetBindingForDN(managedBy)->fetch(managedBy, nullptr, AD_ALL_OBJECTS);
     } catch (const std::exception&) {
@@ -118,7 +93,7 @@ void SchemaScp::commonZGroupLoad(kesh::ADObject& scp, std::shared_ptr<NssGroup>&
       adGroup = kesh::ADObject();
     }
   }
-  const std::string link = GetCramAttr(PARENT_LINK_KEY, group->keywords);
+  const std::string link = GetCramAttr(KEY_PARENT_LINK, group->keywords);
   if (adGroup.empty()) {
     auto known = prefetched_.find(link);
     if (known != prefetched_.end()) {
@@ -149,57 +124,29 @@ void SchemaScp::commonZGroupLoad(kesh::ADObject& scp, std::shared_ptr<NssGroup>&
 void SchemaScp::commonLocalGroupLoad(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group) {
   group->scp = scp;
   CramDict(scp.find(AD_KEYWORDS), group->keywords);
-  std::string name = GetCramAttr(LOGIN_KEY, group->keywords);
+  std::string name = GetCramAttr(KEY_LOGIN, group->keywords);
   if (name.empty()) name = scp.firstValue(AD_CN);
   group->unixName.set(name);
-  const std::string flag = GetCramAttr(PROFILE_FLAG_KEY, group->keywords);
+  const std::string flag = GetCramAttr(KEY_PROFILE_FLAG, group->keywords);
   if (!flag.empty()) {
     group->profileFlag.isSet = true;
     group->profileFlag.value.setUnchecked(flag);
   }
-  const std::string members = GetCramAttr(MEMBER_KEY, group->keywords);
+  const std::string members = GetCramAttr(KEY_MEMBER, group->keywords);
   if (!members.empty()) group->members.set(members);
 }
 
 kesh::ADObject SchemaScp::findUnixGroup(const std::string& name, bool local) {
-  kesh::ADObject container = childContainer(ContainerOf(local));
-  if (version_ < FIRST_TREE_VERSION) {
-    const std::string dn = kesh::LDAPBinding::createChild(container, name, AD_CN).dn();
-    try {
-      return binding_->fetch(dn, nullptr, AD_ALL_OBJECTS);
-    } catch (const std::exception&) {
-      // Absent or unreadable: either way no group holds the name here.
-      KESH_THROW(kesh::NotFoundException, 0, "group not found");
-    }
-  }
-  kesh::ADObjectList found =
-      binding_->search(std::string("(keywords=") + LOGIN_KEY + ":" + name + ")", container.dn(),
-                       nullptr, kesh::SCOPE_SUB, 0);
-  if (found.empty()) KESH_THROW(kesh::NotFoundException, 0, "group not found");
-  return found.front();
+  return findUnixName(ContainerOf(local), name,
+                      std::string("(keywords=") + KEY_LOGIN + ":" + name + ")", "group not found");
 }
 
 void SchemaScp::getGroups(const std::string& filter, std::list<std::shared_ptr<NssGroup>>& out,
                           NssGroup* (*factory)(), bool local) {
   kesh::ADObjectList found = binding_->search(filter, childContainer(ContainerOf(local)).dn(),
                                               nullptr, kesh::SCOPE_ONE, 0);
-  ClearOnExit clear(prefetched_);
-  if (!local && found.size() > 1) {
-    // The directory groups behind the profiles, resolved in a few searches instead of one
-    // per profile; commonZGroupLoad asks GetPrincipalBySid only for what this misses.
-    std::vector<kesh::SID> sids;
-    for (size_t i = 0; i < found.size(); ++i) {
-      std::map<std::string, std::string> dict;
-      CramDict(found[i].find(AD_KEYWORDS), dict);
-      const std::string link = GetCramAttr(PARENT_LINK_KEY, dict);
-      try {
-        sids.push_back(kesh::SID(link));
-      } catch (const kesh::BadDataException&) {
-        // No SID in the link: the load names such a profile by its link text.
-      }
-    }
-    if (!sids.empty()) prefetched_ = PrefetchPrincipalsBySid(sids);
-  }
+  // Local groups link to no directory group.
+  PrefetchScope prefetch(*this, local ? kesh::ADObjectList() : found);
   for (size_t i = 0; i < found.size(); ++i) {
     std::shared_ptr<NssGroup> group(factory());
     loadGroupData(found[i], group);
@@ -223,7 +170,7 @@ void SchemaScp::saveGroup(std::shared_ptr<NssGroup>& group) {
   }
   saveGroupGid(group, target, dict);
   if (version_ >= FIRST_TREE_VERSION && group->unixName.isSet) {
-    dict[LOGIN_KEY] = group->unixName.value;
+    dict[KEY_LOGIN] = group->unixName.value;
   }
   CramAttrs(target[AD_KEYWORDS], dict);
   if (group->isNew) {
@@ -242,7 +189,7 @@ kesh::ADObject SchemaScp::saveZGroup(std::shared_ptr<NssGroup>& group,
   kesh::ADObject target;
   if (version_ >= FIRST_TREE_VERSION) {
     std::string cn = zoneGroupName(group);
-    if (cn.size() > MAX_CN_LENGTH && isTreeZone()) cn = group->adGroup.guid().toRealMSString();
+    if (cn.size() > MAX_PROFILE_CN && isTreeZone()) cn = group->adGroup.guid().toRealMSString();
     target = kesh::LDAPBinding::createChild(container, cn, AD_CN);
   } else {
     if (!group->isNew) {
@@ -266,7 +213,7 @@ kesh::ADObject SchemaScp::saveZGroup(std::shared_ptr<NssGroup>& group,
     }
     target[AD_DISPLAY_NAME] = GROUP_VERSION_MARKER + std::to_string(objectVersion().group);
   }
-  dict[PARENT_LINK_KEY] = group->adGroup.sid().toMSString();
+  dict[KEY_PARENT_LINK] = group->adGroup.sid().toMSString();
   dict[REQUIRED_KEY] = group->required ? "True" : "False";
   return target;
 }
@@ -281,8 +228,8 @@ kesh::ADObject SchemaScp::saveLocalGroup(std::shared_ptr<NssGroup>& group,
   const std::string cn = group->isNew ? group->unixName.value : present.firstValue(AD_CN);
   kesh::ADObject container = childContainer(LOCAL_GROUPS_CONTAINER);
   kesh::ADObject target = kesh::LDAPBinding::createChild(container, cn, AD_CN);
-  if (group->profileFlag.isSet) dict[PROFILE_FLAG_KEY] = group->profileFlag.value.get();
-  if (group->members.isSet) dict[MEMBER_KEY] = group->members.value;
+  if (group->profileFlag.isSet) dict[KEY_PROFILE_FLAG] = group->profileFlag.value.get();
+  if (group->members.isSet) dict[KEY_MEMBER] = group->members.value;
   updateContainerTimestamp(LOCAL_GROUPS_CONTAINER);
   return target;
 }
@@ -296,16 +243,16 @@ void SchemaScp::deleteGroup(std::shared_ptr<NssGroup>& group) {
 // --- RFC layout ---
 
 void SchemaScpRfc::loadGroupGid(kesh::ADObject& scp, std::shared_ptr<NssGroup>& group) {
-  const std::string text = scp.firstValue(GID_NUMBER_ATTR);
+  const std::string text = scp.firstValue(RFC_GID_NUMBER);
   if (!text.empty()) group->gid.set(kesh::atoui(text));
 }
 
 void SchemaScpRfc::saveGroupGid(std::shared_ptr<NssGroup>& group, kesh::ADObject& target,
                                 std::map<std::string, std::string>& /*dict*/) {
   if (group->gid.isSet) {
-    target[GID_NUMBER_ATTR] = static_cast<unsigned>(group->gid.value);
+    target[RFC_GID_NUMBER] = static_cast<unsigned>(group->gid.value);
   } else {
-    target[GID_NUMBER_ATTR].reset();
+    target[RFC_GID_NUMBER].reset();
   }
 }
 
@@ -324,13 +271,13 @@ void SchemaScpRfc::checkZGroupFields(std::shared_ptr<NssGroup>& group) {
 // --- Dynamic layout ---
 
 void SchemaScpDynamic::loadGroupGid(kesh::ADObject& /*scp*/, std::shared_ptr<NssGroup>& group) {
-  const std::string text = GetCramAttr(GID_KEY, group->keywords);
+  const std::string text = GetCramAttr(KEY_GID, group->keywords);
   if (!text.empty()) group->gid.set(kesh::atoui(text));
 }
 
 void SchemaScpDynamic::saveGroupGid(std::shared_ptr<NssGroup>& group, kesh::ADObject& /*target*/,
                                     std::map<std::string, std::string>& dict) {
-  if (group->gid.isSet) dict[GID_KEY] = std::to_string(group->gid.value);
+  if (group->gid.isSet) dict[KEY_GID] = std::to_string(group->gid.value);
 }
 
 std::string SchemaScpDynamic::zoneGroupName(std::shared_ptr<NssGroup>& group) {

@@ -7,7 +7,9 @@
 #include "directory/library/constants.h"
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
+#include "directory/principal.h"
 #include "schema/keywords.h"
+#include "schema/profile_store.h"
 #include "schema/zschema.h"
 
 namespace {
@@ -16,17 +18,24 @@ namespace {
 const char FAKE_DN_WORD[] = "fake";
 // The key of a local profile container's description: the time of its last change.
 const char LAST_UPDATE_KEY[] = "lastupdatetime";
-
-// The first object of a subtree search below the child `container` of `zone`.
-kesh::ADObject FirstBelow(const std::shared_ptr<MyBinding>& binding, kesh::ADObject zone,
-                          const std::string& container, const std::string& filter) {
-  kesh::ADObject base = kesh::LDAPBinding::createChild(zone, container, AD_CN);
-  kesh::ADObjectList list = binding->search(filter, base.dn(), nullptr, kesh::SCOPE_SUB, 0);
-  if (list.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find zone entry");
-  return list.front();
-}
+const char NO_ZONE_ENTRY[] = "could not find zone entry";
 
 }  // namespace
+
+std::map<std::string, std::string> KeywordsOf(const kesh::ADObject& scp) {
+  std::map<std::string, std::string> dict;
+  CramDict(scp.find(AD_KEYWORDS), dict);
+  return dict;
+}
+
+kesh::ADObject FirstProfileBelow(const std::shared_ptr<MyBinding>& binding, kesh::ADObject zone,
+                                 const std::string& container, const std::string& filter,
+                                 const char* missing) {
+  kesh::ADObject base = kesh::LDAPBinding::createChild(zone, container, AD_CN);
+  kesh::ADObjectList list = binding->search(filter, base.dn(), nullptr, kesh::SCOPE_SUB, 0);
+  if (list.empty()) KESH_THROW(kesh::NotFoundException, 0, "%s", missing);
+  return list.front();
+}
 
 kesh::ADObject FindAltScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
                                kesh::SID sid, const std::string& container,
@@ -37,17 +46,19 @@ kesh::ADObject FindAltScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObjec
                                      : "(&(keywords=altIndex:" + std::to_string(altIndex);
   filter += ")(|(keywords=parentLink:" + sid.toMSString() +
             ")(managedBy=" + kesh::DN::escapeLDAPFilter(kesh::DN::unescapeDNString(userDN)) + ")))";
-  return FirstBelow(binding, zone, container, filter);
+  return FirstProfileBelow(binding, zone, container, filter, NO_ZONE_ENTRY);
 }
 
 kesh::ADObject FindScpByCN(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
                            const std::string& name, const std::string& container) {
-  return FirstBelow(binding, zone, container, "(cn=" + name + ")");
+  return FirstProfileBelow(binding, zone, container, "(cn=" + name + ")", NO_ZONE_ENTRY);
 }
 
 kesh::ADObject FindScpByLoginName(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
                                   const std::string& name, const std::string& container) {
-  return FirstBelow(binding, zone, container, "(keywords=*login:" + name + ")");
+  return FirstProfileBelow(binding, zone, container,
+                           "(keywords=*" + std::string(KEY_LOGIN) + ":" + name + ")",
+                           NO_ZONE_ENTRY);
 }
 
 kesh::ADObject FakeSidObject(const std::string& sidText) {
@@ -91,4 +102,36 @@ void SchemaScp::updateContainerTimestamp(const std::string& name) {
   dict[LAST_UPDATE_KEY] = std::to_string(static_cast<long long>(time(nullptr)));
   CramAttrs(container[AD_DESCRIPTION], dict);
   binding_->update(container, MyBinding::UPDATE_REPLACE);
+}
+
+kesh::ADObject SchemaScp::findUnixName(const char* container, const std::string& name,
+                                       const std::string& filter, const char* missing) {
+  if (version_ >= FIRST_TREE_VERSION) {
+    return FirstProfileBelow(binding_, zone_, container, filter, missing);
+  }
+  kesh::ADObject parent = childContainer(container);
+  kesh::ADObject child = kesh::LDAPBinding::createChild(parent, name, AD_CN);
+  try {
+    return binding_->fetch(child.dn(), nullptr, AD_ALL_OBJECTS);
+  } catch (const std::exception&) {
+    // Absent or unreadable: either way no profile holds the name here.
+    KESH_THROW(kesh::NotFoundException, 0, "%s", missing);
+  }
+}
+
+SchemaScp::PrefetchScope::PrefetchScope(SchemaScp& schema, kesh::ADObjectList found)
+    : schema_(schema) {
+  std::vector<kesh::SID> sids;
+  for (kesh::ADObject& scp : found) {
+    if (schema.version_ < FIRST_MANAGED_BY_FREE_VERSION && !scp.firstValue(AD_MANAGED_BY).empty()) {
+      continue;
+    }
+    try {
+      const std::string link = GetCramAttr(KEY_PARENT_LINK, KeywordsOf(scp));
+      if (!link.empty()) sids.push_back(kesh::SID(link));
+    } catch (const kesh::BadDataException&) {
+      // A link that is no SID names its profile "*<link>" when it is loaded.
+    }
+  }
+  if (!sids.empty()) schema.prefetched_ = PrefetchPrincipalsBySid(sids);
 }

@@ -22,12 +22,10 @@
 #include "directory/library/strings.h"
 #include "directory/principal.h"
 #include "schema/keywords.h"
+#include "schema/profile_store.h"
 #include "schema/zschema.h"
 
 namespace {
-
-const char USERS_CONTAINER[] = "Users";
-const char LOCAL_USERS_CONTAINER[] = "LocalUsers";
 
 const char USER_VERSION_MARKER[] = "$KeshUserVersion";
 const char LOCAL_USER_MARKER_RFC[] = "$KeshLocalUserVersion2";
@@ -35,47 +33,25 @@ const char LOCAL_USER_MARKER_DYNAMIC[] = "$KeshLocalUserVersion1";
 const char UNKNOWN_USER_NAME[] = "*<unknown user>";
 
 // Keys of a profile's keyword dictionary.
-const char KEY_PARENT_LINK[] = "parentLink";
 const char KEY_ALT_GUID[] = "altGuid";
 const char KEY_ALT_INDEX[] = "altIndex";
 const char KEY_UPN[] = "upn";
 const char KEY_UNIX_ENABLED[] = "unix_enabled";
 const char KEY_FOREIGN[] = "foreign";
 const char KEY_UID[] = "uid";
-const char KEY_GID[] = "gid";
-const char KEY_LOGIN[] = "login";
 const char KEY_SHELL[] = "shell";
 const char KEY_HOME[] = "home";
 const char KEY_GECOS[] = "gecos";
 const char KEY_DESCRIPTION[] = "description";
-const char KEY_PROFILE_FLAG[] = "profileflag";
 const char TRUE_TEXT[] = "True";
 const char FALSE_TEXT[] = "False";
 
 // Attributes of the RFC layout.
 const char RFC_UID_NUMBER[] = "uidNumber";
-const char RFC_GID_NUMBER[] = "gidNumber";
 const char RFC_LOGIN[] = "uid";
 const char RFC_SHELL[] = "loginShell";
 const char RFC_HOME[] = "unixHomeDirectory";
 const char RFC_GECOS[] = "gecos";
-
-const char CLASS_SCP[] = "serviceConnectionPoint";
-const char CLASS_POSIX_ACCOUNT[] = "posixAccount";
-
-// The longest cn of a profile: longer user names get the directory user's GUID in tree
-// zones and are refused for local users.
-const size_t MAX_PROFILE_CN = 64;
-
-// Versions that change the stored form (see schema/zschema.h).
-const int FIRST_MANAGED_BY_FREE_VERSION = 4;
-const int FIRST_TREE_VERSION = 6;
-
-std::map<std::string, std::string> KeywordsOf(const kesh::ADObject& scp) {
-  std::map<std::string, std::string> dict;
-  CramDict(scp.find(AD_KEYWORDS), dict);
-  return dict;
-}
 
 bool IsTrueText(const std::string& text) { return kesh::lower(text) == "true"; }
 
@@ -117,17 +93,6 @@ std::map<std::string, std::string> ExtendedOf(const std::map<std::string, std::s
     if (!text.empty()) extended[entry.first] = text;
   }
   return extended;
-}
-
-// The first object of a subtree search below the child `container` of `zone`. Throws
-// kesh::NotFoundException `missing` when there is none.
-kesh::ADObject FirstProfileBelow(const std::shared_ptr<MyBinding>& binding, kesh::ADObject zone,
-                                 const char* container, const std::string& filter,
-                                 const char* missing) {
-  kesh::ADObject base = kesh::LDAPBinding::createChild(zone, container, AD_CN);
-  kesh::ADObjectList list = binding->search(filter, base.dn(), nullptr, kesh::SCOPE_SUB, 0);
-  if (list.empty()) KESH_THROW(kesh::NotFoundException, 0, "%s", missing);
-  return list.front();
 }
 
 // The SID text a profile links to: the directory user's, or the stored link of a user that
@@ -269,26 +234,7 @@ void SchemaScp::getZoneUsers(const std::string& filter,
                              std::list<std::shared_ptr<NssZoneUser>>& out) {
   kesh::ADObjectList found =
       binding_->search(filter, childContainer(USERS_CONTAINER).dn(), nullptr, kesh::SCOPE_ONE, 0);
-  // The directory users behind the profiles are read in a few batched searches up front;
-  // findParentUser finds them in prefetched_. Profiles that resolve through managedBy
-  // first are left out of the batch.
-  std::vector<kesh::SID> sids;
-  for (kesh::ADObject& scp : found) {
-    if (version_ < FIRST_MANAGED_BY_FREE_VERSION && !scp.firstValue(AD_MANAGED_BY).empty()) {
-      continue;
-    }
-    try {
-      std::string link = GetCramAttr(KEY_PARENT_LINK, KeywordsOf(scp));
-      if (!link.empty()) sids.push_back(kesh::SID(link));
-    } catch (const kesh::BadDataException&) {
-      // A malformed link cannot be batched; its profile is named "*<link>" when loaded.
-    }
-  }
-  struct PrefetchScope {
-    std::map<std::string, kesh::ADObject>& held;
-    ~PrefetchScope() { held.clear(); }
-  } scope{prefetched_};
-  if (!sids.empty()) prefetched_ = PrefetchPrincipalsBySid(sids);
+  PrefetchScope prefetch(*this, found);
   for (kesh::ADObject& scp : found) {
     auto user = std::make_shared<NssZoneUser>();
     loadZUserData(scp, user);
@@ -421,22 +367,11 @@ void SchemaScp::deleteUser(std::shared_ptr<NssUser>& user) {
 }
 
 kesh::ADObject SchemaScp::findUnixUser(const std::string& name, bool local) {
-  const char* containerName = local ? LOCAL_USERS_CONTAINER : USERS_CONTAINER;
-  if (version_ < FIRST_TREE_VERSION) {
-    // The cn of a classic profile is its login name.
-    kesh::ADObject container = childContainer(containerName);
-    kesh::ADObject child = kesh::LDAPBinding::createChild(container, name, AD_CN);
-    try {
-      return binding_->fetch(child.dn(), nullptr, AD_ALL_OBJECTS);
-    } catch (const std::exception&) {
-      // Absent or unreadable: no one holds the name, by rule.
-      KESH_THROW(kesh::NotFoundException, 0, "user not found");
-    }
-  }
   const std::string filter = getSchemaType() == SCHEMA_TYPE_RFC
                                  ? "(" + std::string(RFC_LOGIN) + "=" + name + ")"
                                  : "(keywords=" + std::string(KEY_LOGIN) + ":" + name + ")";
-  return FirstProfileBelow(binding_, zone_, containerName, filter, "user not found");
+  return findUnixName(local ? LOCAL_USERS_CONTAINER : USERS_CONTAINER, name, filter,
+                      "user not found");
 }
 
 void checkNssUser(std::shared_ptr<NssUser> user, IZoneSchema* schema) {

@@ -269,9 +269,29 @@ class SchemaScp : public SchemaBase {
   kesh::ADObject saveLocalGroup(std::shared_ptr<NssGroup>& group,
                                 std::map<std::string, std::string>& dict);
 
-  // The directory principals behind the profiles of a running getZoneUsers, by SID text;
-  // findParentUser looks here before it asks GetPrincipalBySid.
+  // Who holds the unix name `name` in the child `container`: below version 6 the child
+  // named `name` (a classic profile's cn is its name), from 6 the first object below it for
+  // `filter`. Throws kesh::NotFoundException `missing` when there is none or the fetch fails.
+  kesh::ADObject findUnixName(const char* container, const std::string& name,
+                              const std::string& filter, const char* missing);
+
+  // The directory principals behind the profiles of a running listing, by SID text; the
+  // loads look here before they ask GetPrincipalBySid.
   std::map<std::string, kesh::ADObject> prefetched_;
+  // Fills prefetched_ for the time of a listing with the principals that the profiles in
+  // `found` link to (keyword parentLink), in a few batched searches, and empties it when it
+  // goes, also when an exception passes. Profiles that resolve through managedBy first
+  // (below version 4) and links that are no SID are left to the per-profile lookup.
+  class PrefetchScope {
+   public:
+    PrefetchScope(SchemaScp& schema, kesh::ADObjectList found);
+    ~PrefetchScope() { schema_.prefetched_.clear(); }
+    PrefetchScope(const PrefetchScope&) = delete;
+    PrefetchScope& operator=(const PrefetchScope&) = delete;
+
+   private:
+    SchemaScp& schema_;
+  };
 };
 
 class SchemaScpRfc : public SchemaScp {
@@ -402,6 +422,11 @@ kesh::ADObject FindAltScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObjec
 // kesh::NotFoundException "could not find zone entry". (schema/scp_lookup.cpp)
 kesh::ADObject FindScpByCN(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
                            const std::string& name, const std::string& container);
+// The first object below the child `container` of `zone` (subtree) for `filter`. Throws
+// kesh::NotFoundException `missing`.
+kesh::ADObject FirstProfileBelow(const std::shared_ptr<MyBinding>& binding, kesh::ADObject zone,
+                                 const std::string& container, const std::string& filter,
+                                 const char* missing);
 kesh::ADObject FindScpByLoginName(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
                                   const std::string& name, const std::string& container);
 // What a "*<sid>" name stands for: an object with the synthetic attribute "_SID" holding
