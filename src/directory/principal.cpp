@@ -240,14 +240,63 @@ void ChangeUserPassword(const std::string& user, const std::string& password, st
   }
 }
 
+namespace {
+
+// Whether the object `dn` may be the managedBy of an object below `baseDn`. A DN of another
+// domain than the base's cannot be asked (links across domains keep no back link there);
+// no DN at all (the stand-in of a principal known by its SID alone) manages nothing.
+bool MayManageBelow(const std::shared_ptr<MyBinding>& binding, const std::string& dn,
+                    const std::string& baseDn) {
+  if (!kesh::DN::isDN(dn)) return false;
+  if (kesh::lower(kesh::DN::domainFromDN(dn)) != kesh::lower(kesh::DN::domainFromDN(baseDn))) {
+    return true;
+  }
+  static const char* const kManagedObjects[] = {"managedObjects", nullptr};
+  try {
+    kesh::ADObjectList found =
+        binding->search("(objectClass=*)", dn, kManagedObjects, kesh::SCOPE_BASE, 0);
+    if (found.empty()) return false;
+    const kesh::ADAttribute* managed = found.front().find("managedObjects");
+    if (managed == nullptr) return false;
+    const std::string suffix = "," + kesh::lower(baseDn);
+    for (const std::string& value : managed->values()) {
+      const std::string lower = kesh::lower(value);
+      if (lower.size() > suffix.size() &&
+          lower.compare(lower.size() - suffix.size(), suffix.size(), suffix) == 0) {
+        return true;
+      }
+    }
+    return false;
+  } catch (const std::exception&) {
+    // Cannot tell: the full search decides.
+    return true;
+  }
+}
+
+}  // namespace
+
+kesh::ADObject FindLinkedBelow(const std::shared_ptr<MyBinding>& binding, const std::string& baseDn,
+                               const std::string& condition, kesh::SID sid, const std::string& dn) {
+  auto where = [&condition](const std::string& filter) {
+    return condition.empty() ? filter : "(&" + condition + filter + ")";
+  };
+  const std::string link = "(keywords=parentLink:" + sid.toMSString() + ")";
+  kesh::ADObjectList list = binding->search(where(link), baseDn, nullptr, kesh::SCOPE_SUB, 0);
+  if (!list.empty()) return list.front();
+  const std::string manager = kesh::DN::unescapeDNString(dn);
+  if (!MayManageBelow(binding, manager, baseDn)) return kesh::ADObject();
+  const std::string filter =
+      where("(|" + link + "(managedBy=" + kesh::DN::escapeLDAPFilter(manager) + "))");
+  list = binding->search(filter, baseDn, nullptr, kesh::SCOPE_SUB, 0);
+  return list.empty() ? kesh::ADObject() : list.front();
+}
+
 kesh::ADObject FindScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject zone, kesh::SID sid,
                             const std::string& container, const std::string& dn) {
   kesh::ADObject base = kesh::LDAPBinding::createChild(zone, container, "cn");
-  const std::string filter = "(|(keywords=parentLink:" + sid.toMSString() + ")(managedBy=" +
-                             kesh::DN::escapeLDAPFilter(kesh::DN::unescapeDNString(dn)) + "))";
-  kesh::ADObjectList list = binding->search(filter, base.dn(), nullptr, kesh::SCOPE_SUB, 0);
-  if (list.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find zone entry");
-  return list.front();
+  kesh::ADObject found = FindLinkedBelow(binding, base.dn(), "", sid, dn);
+  if (found.empty()) KESH_THROW(kesh::NotFoundException, 0, "could not find zone entry");
+  return found;
 }
 
 std::vector<kesh::SID> GetUserSids(const kesh::ADObject& user) {

@@ -81,9 +81,21 @@ bool IsGroup(const std::string& dn);
 // password", KerberosException when the cache or the name cannot be used.
 void ChangeUserPassword(const std::string& user, const std::string& password, std::string ccName);
 
+// The first object below `baseDn` (subtree) that matches the filter `condition` (may be
+// empty) and links to `sid` (keywords "parentLink:<sid>") or is managed by `dn`: the
+// answer of the one search "(&<condition>(|(keywords=parentLink:<sid>)(managedBy=<dn>)))",
+// found faster. The directory indexes keywords but not managedBy, and a subtree search on
+// an attribute without an index reads the whole database; so the objects linked by SID are
+// searched first, and those managed by `dn` only when `dn` can manage anything below
+// `baseDn`: it lies in another domain, or its managedObjects back link (read afresh) holds
+// an object below `baseDn`. `dn` is unescaped, then escaped for the filter. Answers an
+// empty object when there is none.
+kesh::ADObject FindLinkedBelow(const std::shared_ptr<MyBinding>& binding, const std::string& baseDn,
+                               const std::string& condition, kesh::SID sid, const std::string& dn);
+
 // The profile object below `container` of `zone` that links to `sid` (keywords
-// "parentLink:<sid>") or is managed by `dn`. Throws kesh::NotFoundException
-// "could not find zone entry".
+// "parentLink:<sid>") or is managed by `dn` (FindLinkedBelow). Throws
+// kesh::NotFoundException "could not find zone entry".
 kesh::ADObject FindScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject zone, kesh::SID sid,
                             const std::string& container, const std::string& dn);
 

@@ -40,13 +40,14 @@ kesh::ADObject FirstProfileBelow(const std::shared_ptr<MyBinding>& binding, kesh
 kesh::ADObject FindAltScpBySid(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,
                                kesh::SID sid, const std::string& container,
                                const std::string& userDN, int32_t altIndex) {
-  // A main profile is told by the absence of the alias keyword, an alias by its number;
-  // either is linked by its SID or, in older zones, by managedBy.
-  std::string filter = altIndex == 0 ? "(&(!(keywords=altIndex:*)"
-                                     : "(&(keywords=altIndex:" + std::to_string(altIndex);
-  filter += ")(|(keywords=parentLink:" + sid.toMSString() +
-            ")(managedBy=" + kesh::DN::escapeLDAPFilter(kesh::DN::unescapeDNString(userDN)) + ")))";
-  return FirstProfileBelow(binding, zone, container, filter, NO_ZONE_ENTRY);
+  // A main profile is told by the absence of the alias keyword, an alias by its number.
+  const std::string condition = altIndex == 0
+                                    ? "(!(keywords=altIndex:*))"
+                                    : "(keywords=altIndex:" + std::to_string(altIndex) + ")";
+  kesh::ADObject base = kesh::LDAPBinding::createChild(zone, container, AD_CN);
+  kesh::ADObject found = FindLinkedBelow(binding, base.dn(), condition, sid, userDN);
+  if (found.empty()) KESH_THROW(kesh::NotFoundException, 0, NO_ZONE_ENTRY);
+  return found;
 }
 
 kesh::ADObject FindScpByCN(std::shared_ptr<MyBinding> binding, kesh::ADObject zone,

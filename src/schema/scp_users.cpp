@@ -243,16 +243,18 @@ void SchemaScp::getZoneUsers(const std::string& filter,
 }
 
 void SchemaScp::saveZUser(std::shared_ptr<NssZoneUser> user) {
-  // Work on a copy of the handle: looking the profile up must not change the one in memory.
-  kesh::ADObject adUser = user->adUser;
+  // The present object of a saved profile gives its name; a new profile has none to keep,
+  // so it is not looked up.
   kesh::ADObject present;
-  try {
-    present = findZUserScp(adUser, user->getUserName(), user->altIndex, false);
-  } catch (const std::exception&) {
-    // By rule any failure of the lookup means "no present object"; a new profile goes on.
-  }
-  if (!user->isNew && present.empty()) {
-    KESH_THROW(kesh::BadDataException, 0, "Scp has been deleted");
+  if (!user->isNew) {
+    // Work on a copy of the handle: looking the profile up must not change the one in memory.
+    kesh::ADObject adUser = user->adUser;
+    try {
+      present = findZUserScp(adUser, user->getUserName(), user->altIndex, false);
+    } catch (const std::exception&) {
+      // By rule any failure of the lookup means "no present object".
+    }
+    if (present.empty()) KESH_THROW(kesh::BadDataException, 0, "Scp has been deleted");
   }
   kesh::ADObject users = childContainer(USERS_CONTAINER);
   kesh::ADObject target;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "directory/cache.h"
+#include "directory/library/dn.h"
 #include "memdir_session.h"
 
 namespace {
@@ -305,6 +306,54 @@ TEST_F(PrincipalTest, FindScpBySid) {
   EXPECT_EQ(
       MessageOf<kesh::NotFoundException>([&] { FindScpBySid(binding, zone, alice, "Groups", ""); }),
       "could not find zone entry");
+}
+
+// The managedBy branch of a linked-profile search is searched only when the manager can
+// manage something below the base; the answers are those of the one combined search.
+TEST_F(PrincipalTest, FindLinkedBelowSearchesManagersOnlyWhenTheyManage) {
+  auto binding = Bind("example.test");
+  binding->getRoot();
+  const std::string users = "CN=Users,CN=Zone1,OU=UNIX,DC=example,DC=test";
+  kesh::memdir::LoadLdif(
+      "dn: CN=Zone1,OU=UNIX,DC=example,DC=test\nobjectClass: container\n\n"
+      "dn: " +
+      users +
+      "\nobjectClass: container\n\n"
+      "dn: CN=p1," +
+      users +
+      "\nobjectClass: serviceConnectionPoint\n"
+      "keywords: parentLink:" +
+      kExampleSid +
+      "-1101\nkeywords: altIndex:2\n\n"
+      "dn: CN=p2," +
+      users +
+      "\nobjectClass: serviceConnectionPoint\n"
+      "managedBy: CN=Bob Baker,CN=Users,DC=example,DC=test\n\n"
+      "dn: CN=p3," +
+      users +
+      "\nobjectClass: serviceConnectionPoint\n"
+      "managedBy: CN=Olivia Olsen,CN=Users,DC=other,DC=test\n");
+  struct Case {
+    const char* rid;
+    const char* condition;
+    std::string manager;
+    const char* found;  // cn of the answer, "" for none
+    uint64_t calls;
+  } cases[] = {
+      {"-1101", "(keywords=altIndex:2)", "", "p1", 1},   // by SID, alias condition met
+      {"-1101", "(!(keywords=altIndex:*))", "", "", 1},  // no DN: no manager to ask
+      {"-1102", "", "CN=Bob Baker,CN=Users,DC=example,DC=test", "p2", 3},
+      {"-1103", "", "CN=Carol Chen,CN=Users,DC=example,DC=test", "", 2},    // manages nothing
+      {"-1104", "", "CN=Olivia Olsen,CN=Users,DC=other,DC=test", "p3", 2},  // other domain
+  };
+  for (const Case& c : cases) {
+    kesh::SID sid(std::string(kExampleSid) + c.rid);
+    kesh::ADObject found;
+    const uint64_t calls = memtest::OperationsOf(
+        [&] { found = FindLinkedBelow(binding, users, c.condition, sid, c.manager); });
+    EXPECT_EQ(found.empty() ? "" : kesh::DN::cnFromDn(found.dn()), c.found) << c.rid;
+    EXPECT_EQ(calls, c.calls) << c.rid;
+  }
 }
 
 TEST_F(PrincipalTest, ChangeUserPasswordNeedsBindingAndRights) {

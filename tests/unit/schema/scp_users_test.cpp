@@ -497,8 +497,8 @@ TEST_F(ScpUsersTest, FailedSaveLeavesProfileUnchanged) {
   for (const Layout& l : kLayouts) {
     Zone z = Open(l);
     std::shared_ptr<NssZoneUser> user = NewFull(z, "alice@example.test", "alice", 1000);
-    // The lookup of the present object is the first operation, the add the second.
-    memdir::DropAfter(2, "", false);
+    // A new profile is not looked up: the add is the first operation.
+    memdir::DropAfter(1, "", false);
     EXPECT_THROW(z.schema->saveZUser(user), LDAPException) << l.name;
     memdir::DropAfter(0, "", false);
     binding_->binding->connect("", "", 0);
@@ -685,19 +685,20 @@ TEST_F(ScpUsersTest, CallsOfNewAndSaveInRfcTree) {
   Zone z = Open(kLayouts[5]);
   binding_->getForest();
   std::shared_ptr<NssZoneUser> user;
-  // newNssZUser: the profile lookup (GetADUser by UPN, the parentLink search below Users),
-  // then GetADUser again for the new profile.
+  // newNssZUser: the profile lookup (GetADUser by UPN, the parentLink search below Users,
+  // the managedObjects of the user, who manages nothing there), then GetADUser again for
+  // the new profile.
   const uint64_t newCalls =
       OperationsOf([&] { user = z.users->newNssZUser("alice@example.test"); });
   user->uid.set(1);
   user->gid.set(1);
   user->home.set("/home/a");
   user->shell.set("/bin/sh");
-  // saveNssZUser: the checks read nothing without a unix name; the lookup of the present
-  // object, the add and the read back.
+  // saveNssZUser: the checks read nothing without a unix name, and a new profile has no
+  // present object to look up: the add and the read back.
   const uint64_t saveCalls = OperationsOf([&] { z.users->saveNssZUser(user); });
-  EXPECT_EQ(3u, newCalls);
-  EXPECT_EQ(3u, saveCalls);
+  EXPECT_EQ(4u, newCalls);
+  EXPECT_EQ(2u, saveCalls);
 }
 
 }  // namespace
