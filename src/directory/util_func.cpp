@@ -40,17 +40,6 @@ Tcl::object MakePasswdEntry(const std::shared_ptr<PasswdEntry>& entry) {
   return result;
 }
 
-// Parses `args` with the one switch "-upn" into `positional` and answers whether it was
-// given. With `required` >= 0, fewer positional words is a syntax error.
-bool GetUPNArg(const Tcl::object& args, std::vector<std::string>& positional, int required) {
-  std::map<std::string, SwitchDef> switches = Switches({SwitchDef("-upn")});
-  ParseArgs(switches, args, positional);
-  if (required >= 0 && positional.size() < static_cast<size_t>(required)) {
-    throw Tcl::tcl_syntax_error();
-  }
-  return switches["-upn"].seen;
-}
-
 }  // namespace
 
 std::string PrincipalToDN(const std::string& name) { return GetPrincipal(name).dn(); }

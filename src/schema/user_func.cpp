@@ -110,20 +110,12 @@ std::list<std::shared_ptr<NssLocalUser>> LocalUsers() {
   return users;
 }
 
-Tcl::object StringList(const std::vector<std::string>& items) {
-  Tcl::interpreter& interp = SessionInterp();
-  Tcl::object result;
-  for (const std::string& item : items) result.append(interp, Tcl::object(item));
-  return result;
-}
-
-// The one switch of the zone user lists.
+// The one switch of the zone user lists; they take no other word.
 bool ParseUpnSwitch(const Tcl::object& args) {
-  std::map<std::string, SwitchDef> switches = Switches({SwitchDef("-upn")});
   std::vector<std::string> positional;
-  ParseArgs(switches, args, positional);
+  const bool upn = GetUPNArg(args, positional, 0);
   if (!positional.empty()) throw Tcl::tcl_syntax_error();
-  return switches["-upn"].seen;
+  return upn;
 }
 
 }  // namespace

@@ -104,9 +104,7 @@ Tcl::object Collect(IZoneSupportNssGroup* zone, const char* filter,
     gGroupList.clear();
     throw;
   }
-  Tcl::interpreter& interp = SessionInterp();
-  Tcl::object result;
-  for (const std::string& text : gGroupList) result.append(interp, Tcl::object(text));
+  Tcl::object result = StringList(gGroupList);
   gGroupList.clear();
   return result;
 }

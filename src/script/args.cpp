@@ -4,6 +4,9 @@
 
 #include <cctype>
 #include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "directory/library/exceptions.h"
 #include "script/context.h"
@@ -111,4 +114,20 @@ void WriteStdout(const std::string& text) {
   }
   Tcl_WriteChars(out, text.data(), static_cast<int>(text.size()));
   Tcl_Flush(out);
+}
+
+bool GetUPNArg(const Tcl::object& args, std::vector<std::string>& positional, int required) {
+  std::map<std::string, SwitchDef> switches = Switches({SwitchDef("-upn")});
+  ParseArgs(switches, args, positional);
+  if (required >= 0 && positional.size() < static_cast<size_t>(required)) {
+    throw Tcl::tcl_syntax_error();
+  }
+  return switches["-upn"].seen;
+}
+
+Tcl::object StringList(const std::vector<std::string>& items) {
+  Tcl::interpreter& interp = SessionInterp();
+  Tcl::object result;
+  for (const std::string& item : items) result.append(interp, Tcl::object(item));
+  return result;
 }

@@ -44,6 +44,13 @@ std::map<std::string, SwitchDef> Switches(std::initializer_list<SwitchDef> defs)
 void ParseArgs(std::map<std::string, SwitchDef>& switches, const Tcl::object& args,
                std::vector<std::string>& positional);
 
+// Parses `args` with the one switch "-upn" into `positional` and answers whether it was
+// given. With `required` >= 0, fewer positional words is a syntax error.
+bool GetUPNArg(const Tcl::object& args, std::vector<std::string>& positional, int required);
+
+// A Tcl list of the texts, in order.
+Tcl::object StringList(const std::vector<std::string>& items);
+
 // The number of words in `args`. Throws kesh::BadDataException "Not enough arguments" when
 // there are fewer than `required`.
 size_t CheckArgs(const Tcl::object& args, size_t required);

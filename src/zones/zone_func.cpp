@@ -158,13 +158,6 @@ std::string SchemaWordOf(SchemaType schema) {
   }
 }
 
-Tcl::object StringList(const std::vector<std::string>& items) {
-  Tcl::interpreter& interp = SessionInterp();
-  Tcl::object result;
-  for (const std::string& item : items) result.append(interp, Tcl::object(item));
-  return result;
-}
-
 }  // namespace
 
 bool IsExposedZoneField(const std::string& field) { return ExposedZoneFields().count(field) != 0; }
