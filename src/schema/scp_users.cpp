@@ -140,7 +140,8 @@ void SchemaScp::loadZUser(const std::string& name, std::shared_ptr<NssZoneUser> 
                           bool byUnixName) {
   std::pair<int, std::string> alias = ParseUpn(name, '+');
   user->altIndex = alias.first;
-  kesh::ADObject userObject;
+  // A caller that resolved the directory user already hands it in.
+  kesh::ADObject userObject = user->adUser;
   kesh::ADObject scp = findZUserScp(userObject, alias.second, alias.first, byUnixName);
   if (scp.empty()) KESH_THROW(kesh::NotFoundException, 0, "NssUser not in current zone");
   loadZUserData(scp, user);

@@ -163,7 +163,9 @@ class SchemaScp : public SchemaBase {
   // --- Users (schema/scp_users.cpp) ---
   // Finds the profile of `name` (a directory user name as GetADUser takes it, "*<sid>", or
   // with `byUnixName` a login name; each with an optional "+N" alias suffix) and loads it
-  // into `user`. Throws kesh::NotFoundException "NssUser not in current zone".
+  // into `user`. A directory user already in user->adUser is taken as the one a directory
+  // name names, without a second lookup. Throws kesh::NotFoundException "NssUser not in
+  // current zone".
   void loadZUser(const std::string& name, std::shared_ptr<NssZoneUser> user,
                  bool byUnixName) override;
   // Throws kesh::NotFoundException "LocalUser not in current zone".

@@ -42,9 +42,15 @@ void NssZoneSupportZoneUserGroup::saveNssZUser(std::shared_ptr<NssZoneUser> user
 }
 
 std::shared_ptr<NssZoneUser> NssZoneSupportZoneUserGroup::newNssZUser(const std::string& name) {
+  // The directory user is resolved once, for the test of an existing profile and for the
+  // new one; a name that does not resolve fails below with the lookup's own message.
+  kesh::ADObject adUser;
   bool exists = true;
   try {
-    getNssZUser(name, false);
+    auto probe = std::make_shared<NssZoneUser>();
+    const std::string bare = ParseUpn(name, ALIAS_SEPARATOR).second;
+    if (!bare.empty() && bare[0] != '*') probe->adUser = adUser = GetADUser(bare);
+    schema->loadZUser(name, probe, false);
   } catch (const std::exception&) {
     // By rule any failure to load the profile means the way is free.
     exists = false;
@@ -60,7 +66,7 @@ std::shared_ptr<NssZoneUser> NssZoneSupportZoneUserGroup::newNssZUser(const std:
     user->altGuid = kesh::Guid::generate().toRealMSString();
     user->altIndex = alias.first;
   }
-  user->adUser = GetADUser(alias.second);
+  user->adUser = adUser.empty() ? GetADUser(alias.second) : adUser;
   user->accountName = GetUserName(user->adUser, false);
   user->upn = user->adUser.firstValue(AD_USER_PRINCIPAL_NAME);
   if (user->upn.empty()) user->upn = user->accountName;
