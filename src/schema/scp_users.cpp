@@ -276,7 +276,7 @@ void SchemaScp::saveZUser(std::shared_ptr<NssZoneUser> user) {
       cn = user->getUserName();
       if (user->altIndex != 0) cn += ":" + std::to_string(user->altIndex);
       if (cn.size() > MAX_PROFILE_CN && isTreeZone()) {
-        cn = kesh::lower(user->adUser.guid().toRealMSString());
+        cn = user->adUser.guid().toRealMSString();
       }
     }
     target = kesh::LDAPBinding::createChild(users, cn, AD_CN);

@@ -2,6 +2,7 @@
 #include "schema/user.h"
 
 #include "directory/library/exceptions.h"
+#include "directory/library/strings.h"
 
 LocalAccountState::LocalAccountState()
     : accepted{{"1", "enable"}, {"2", "disable"}, {"3", "remove"}} {}
@@ -27,3 +28,36 @@ kesh::ADObject NssLocalUser::getADUObject() {
 
 NssGroup* MakeZGroup() { return new NssGroup(GROUP_TYPE_ZONE); }
 NssGroup* MakeLocalGroup() { return new NssGroup(GROUP_TYPE_LOCAL); }
+
+std::string FieldText(const OptionalField<uint32_t>& field, const std::string& unset) {
+  return field.isSet ? kesh::uitoa(field.value) : unset;
+}
+
+std::string FieldText(const OptionalField<std::string>& field, const std::string& unset) {
+  return field.isSet ? field.value : unset;
+}
+
+void SetFieldText(OptionalField<uint32_t>& field, const std::string& value) {
+  if (value == FIELD_NOT_SET) {
+    field.clear();
+  } else {
+    field.set(kesh::atoui(value));
+  }
+}
+
+void SetFieldText(OptionalField<std::string>& field, const std::string& value) {
+  if (value == FIELD_NOT_SET) {
+    field.clear();
+  } else {
+    field.set(value);
+  }
+}
+
+std::string JoinFields(const std::vector<std::string>& fields) {
+  std::string line;
+  for (size_t i = 0; i < fields.size(); ++i) {
+    if (i != 0) line += ":";
+    line += fields[i];
+  }
+  return line;
+}

@@ -23,6 +23,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "directory/library/adobject.h"
 #include "directory/library/constants.h"  // FIELD_NOT_SET: "-", a field that is not set
@@ -128,6 +129,37 @@ class NssGroup {
   bool isNew = false;
   GroupType type;
 };
+
+// --- Field texts, as the commands show and take them.
+
+// The text of a field: its value (a number in decimal, a state by its text), or `unset`
+// when it is not set.
+std::string FieldText(const OptionalField<uint32_t>& field,
+                      const std::string& unset = FIELD_NOT_SET);
+std::string FieldText(const OptionalField<std::string>& field,
+                      const std::string& unset = FIELD_NOT_SET);
+template <class State>
+std::string StateText(const OptionalField<State>& field, const std::string& unset = FIELD_NOT_SET) {
+  return field.isSet ? field.value.get() : unset;
+}
+// Sets a profile flag from a command's value: a text its state accepts, or FIELD_NOT_SET,
+// which clears it. Anything else throws as State::set does, and changes nothing.
+template <class State>
+void SetStateText(OptionalField<State>& field, const std::string& value) {
+  State state;
+  state.set(value);
+  if (value == FIELD_NOT_SET) {
+    field.clear();
+  } else {
+    field.set(state);
+  }
+}
+// Sets a field from a command's value: FIELD_NOT_SET clears it; a number is read with
+// atoui, so "12ab" is 12 and "abc" is 0.
+void SetFieldText(OptionalField<uint32_t>& field, const std::string& value);
+void SetFieldText(OptionalField<std::string>& field, const std::string& value);
+// The texts joined by ":", the separator of the lines of the list commands.
+std::string JoinFields(const std::vector<std::string>& fields);
 
 // Factories of groups for IZoneSchema::getGroups: a new zone group, a new local group.
 NssGroup* MakeZGroup();

@@ -41,24 +41,11 @@ bool IsUserExtendedField(const std::string& field) {
   return field != LOCAL_GROUP_MEMBERS && ExtendedAttributes().count(field) != 0;
 }
 
-std::string TextOf(const OptionalField<uint32_t>& field, const std::string& unset) {
-  return field.isSet ? kesh::uitoa(field.value) : unset;
-}
-
-std::string TextOf(const OptionalField<std::string>& field, const std::string& unset) {
-  return field.isSet ? field.value : unset;
-}
-
 // unixName, uid, gid, gecos, home, shell: the six fields of the lines, in their order.
 std::vector<std::string> SixFields(const NssUser& user, const std::string& unset) {
-  return {TextOf(user.unixName, unset), TextOf(user.uid, unset),  TextOf(user.gid, unset),
-          TextOf(user.gecos, unset),    TextOf(user.home, unset), TextOf(user.shell, unset)};
-}
-
-std::string JoinFields(const std::string& first, const std::vector<std::string>& rest) {
-  std::string line = first;
-  for (const std::string& field : rest) line += FIELD_SEPARATOR + field;
-  return line;
+  return {FieldText(user.unixName, unset), FieldText(user.uid, unset),
+          FieldText(user.gid, unset),      FieldText(user.gecos, unset),
+          FieldText(user.home, unset),     FieldText(user.shell, unset)};
 }
 
 // The key of a zone user in the lines and in get_zone_users.
@@ -80,22 +67,6 @@ void RequireLocalUserZone() {
 bool IsPathValueAllowed(const std::string& value) {
   return !value.empty() && (value[0] == '/' || value[0] == '%') &&
          value.find(':') == std::string::npos;
-}
-
-void SetNumber(OptionalField<uint32_t>& field, const std::string& value) {
-  if (value == FIELD_NOT_SET) {
-    field.clear();
-  } else {
-    field.set(kesh::atoui(value));
-  }
-}
-
-void SetText(OptionalField<std::string>& field, const std::string& value) {
-  if (value == FIELD_NOT_SET) {
-    field.clear();
-  } else {
-    field.set(value);
-  }
 }
 
 std::list<std::shared_ptr<NssZoneUser>> ZoneUsers(const char* filter) {
@@ -126,28 +97,29 @@ void DisplayZUser(const std::shared_ptr<NssZoneUser>& user, bool upn, bool pendi
   const std::string key = pending ? user->scp.dn() : ZoneUserKey(*user, upn);
   // The shell is followed by ":" in every zone; only classic zones print the state behind it,
   // hierarchical and computer zones end the line there.
-  std::string line = JoinFields(key, SixFields(*user, UNSET_IN_LINE)) + FIELD_SEPARATOR;
+  std::vector<std::string> fields = SixFields(*user, UNSET_IN_LINE);
+  fields.insert(fields.begin(), key);
+  std::string line = JoinFields(fields) + FIELD_SEPARATOR;
   if (!TestCurrentZone<NGZone>()) line += user->enabled ? "enabled" : "not enabled";
   WriteStdout(line + "\n");
 }
 
 void DisplayLocalUser(const std::shared_ptr<NssLocalUser>& user) {
-  std::string line;
-  for (const std::string& field : SixFields(*user, UNSET_IN_LINE)) line += field + FIELD_SEPARATOR;
-  line += user->profileFlag.isSet ? user->profileFlag.value.get() : FIELD_NOT_SET;
-  WriteStdout(line + "\n");
+  std::vector<std::string> fields = SixFields(*user, UNSET_IN_LINE);
+  fields.push_back(StateText(user->profileFlag));
+  WriteStdout(JoinFields(fields) + "\n");
 }
 
 // --- Common fields -------------------------------------------------------------------------
 
 std::string GetUserField(NssUser& user, const std::string& field) {
   CheckZone();
-  if (field == "uid") return TextOf(user.uid, FIELD_NOT_SET);
-  if (field == "gid") return TextOf(user.gid, FIELD_NOT_SET);
-  if (field == "home") return TextOf(user.home, FIELD_NOT_SET);
-  if (field == "shell") return TextOf(user.shell, FIELD_NOT_SET);
-  if (field == "gecos") return TextOf(user.gecos, FIELD_NOT_SET);
-  if (field == "uname") return TextOf(user.unixName, FIELD_NOT_SET);
+  if (field == "uid") return FieldText(user.uid, FIELD_NOT_SET);
+  if (field == "gid") return FieldText(user.gid, FIELD_NOT_SET);
+  if (field == "home") return FieldText(user.home, FIELD_NOT_SET);
+  if (field == "shell") return FieldText(user.shell, FIELD_NOT_SET);
+  if (field == "gecos") return FieldText(user.gecos, FIELD_NOT_SET);
+  if (field == "uname") return FieldText(user.unixName, FIELD_NOT_SET);
   if (field == "dn") return user.scp.empty() ? std::string() : user.scp.dn();
   if (field == "createTime") {
     if (IsSfuZone()) return user.getADUObject().firstValue(AD_WHEN_CREATED);
@@ -161,20 +133,20 @@ std::string GetUserField(NssUser& user, const std::string& field) {
 }
 
 void SetUserField(NssUser& user, const std::string& field, const std::string& value) {
-  if (field == "uid") return SetNumber(user.uid, value);
-  if (field == "gid") return SetNumber(user.gid, value);
+  if (field == "uid") return SetFieldText(user.uid, value);
+  if (field == "gid") return SetFieldText(user.gid, value);
   if (field == "home" || field == "shell") {
     OptionalField<std::string>& target = field == "home" ? user.home : user.shell;
     if (value != FIELD_NOT_SET && !IsPathValueAllowed(value)) {
       KESH_THROW(kesh::BadDataException, 0, "value not allowed for this field");
     }
-    return SetText(target, value);
+    return SetFieldText(target, value);
   }
   if (field == "gecos") {
     if (!TestCurrentZone<NGZone>()) {
       KESH_THROW(kesh::BadDataException, 0, "Cannot set gecos field in this zone type");
     }
-    return SetText(user.gecos, value);
+    return SetFieldText(user.gecos, value);
   }
   if (IsUserExtendedField(field)) {
     if (value == FIELD_NOT_SET) {
@@ -208,7 +180,9 @@ Tcl::object GetZoneUsers(const Tcl::object& args) {
 Tcl::object GetPendingZoneUsers() {
   std::vector<std::string> texts;
   for (const auto& user : ZoneUsers(PENDING_USERS_FILTER)) {
-    texts.push_back(JoinFields(user->scp.dn(), SixFields(*user, FIELD_NOT_SET)));
+    std::vector<std::string> fields = SixFields(*user, FIELD_NOT_SET);
+    fields.insert(fields.begin(), user->scp.dn());
+    texts.push_back(JoinFields(fields));
   }
   return StringList(texts);
 }
@@ -266,7 +240,7 @@ void SetZoneUserField(const std::string& field, const std::string& value) {
     user->enabled = CheckFieldEnabled(value, field);
     return;
   }
-  if (field == "uname") return SetText(user->unixName, value);
+  if (field == "uname") return SetFieldText(user->unixName, value);
   SetUserField(*user, field, value);
 }
 
@@ -307,7 +281,7 @@ std::string GetLocalUserField(const std::string& field) {
   RequireLocalUserZone();
   std::shared_ptr<NssLocalUser> user = GetCurrentNssLocalUser();
   if (field == "profileflag") {
-    return user->profileFlag.isSet ? user->profileFlag.value.get() : FIELD_NOT_SET;
+    return StateText(user->profileFlag);
   }
   if (field == "modifyTime") return user->scp.firstValue(AD_WHEN_CHANGED);
   return GetUserField(*user, field);
@@ -316,15 +290,6 @@ std::string GetLocalUserField(const std::string& field) {
 void SetLocalUserField(const std::string& field, const std::string& value) {
   RequireLocalUserZone();
   std::shared_ptr<NssLocalUser> user = GetCurrentNssLocalUser();
-  if (field == "profileflag") {
-    LocalAccountState state;
-    state.set(value);
-    if (value == FIELD_NOT_SET) {
-      user->profileFlag.clear();
-    } else {
-      user->profileFlag.set(state);
-    }
-    return;
-  }
+  if (field == "profileflag") return SetStateText(user->profileFlag, value);
   SetUserField(*user, field, value);
 }

@@ -33,30 +33,9 @@ std::vector<std::string> gGroupList;
 
 [[noreturn]] void UnknownField() { KESH_THROW(kesh::BadDataException, 0, "Unknown field"); }
 
-std::string TextOf(const OptionalField<uint32_t>& field) {
-  return field.isSet ? kesh::uitoa(field.value) : FIELD_NOT_SET;
-}
-
-std::string TextOf(const OptionalField<std::string>& field) {
-  return field.isSet ? field.value : FIELD_NOT_SET;
-}
-
-std::string TextOf(const OptionalField<LocalGroupState>& field) {
-  return field.isSet ? field.value.get() : FIELD_NOT_SET;
-}
-
-std::string Join(const std::vector<std::string>& fields) {
-  std::string line;
-  for (size_t i = 0; i < fields.size(); ++i) {
-    if (i != 0) line += FIELD_SEPARATOR;
-    line += fields[i];
-  }
-  return line;
-}
-
 // The profile's DN, unix name and gid: the start of a pending group's line and its result.
 std::string PendingText(const NssGroup& group) {
-  return Join({group.scp.dn(), TextOf(group.unixName), TextOf(group.gid)});
+  return JoinFields({group.scp.dn(), FieldText(group.unixName), FieldText(group.gid)});
 }
 
 bool IsSfuZone() { return GetCurrentZone<IZone>()->getSchemaType() == SCHEMA_TYPE_SFU; }
@@ -89,7 +68,7 @@ bool CollectPendingGroup(std::shared_ptr<NssGroup>& group) {
   return false;
 }
 bool CollectLocalGroup(std::shared_ptr<NssGroup>& group) {
-  gGroupList.push_back(TextOf(group->unixName));
+  gGroupList.push_back(FieldText(group->unixName));
   return false;
 }
 
@@ -109,29 +88,21 @@ Tcl::object Collect(IZoneSupportNssGroup* zone, const char* filter,
   return result;
 }
 
-void SetOptionalText(OptionalField<std::string>& field, const std::string& value) {
-  if (value == FIELD_NOT_SET) {
-    field.clear();
-  } else {
-    field.set(value);
-  }
-}
-
 }  // namespace
 
 // --- Line printers -------------------------------------------------------------------------
 
 void DisplayZGroup(const std::shared_ptr<NssGroup>& group, bool pending) {
-  std::string line = pending
-                         ? PendingText(*group)
-                         : Join({group->accountName, TextOf(group->unixName), TextOf(group->gid)});
+  std::string line =
+      pending ? PendingText(*group)
+              : JoinFields({group->accountName, FieldText(group->unixName), FieldText(group->gid)});
   if (group->required) line += REQUIRED_MARK;
   WriteStdout(line + "\n");
 }
 
 void DisplayLocalGroup(const std::shared_ptr<NssGroup>& group) {
-  WriteStdout(Join({TextOf(group->unixName), TextOf(group->gid), TextOf(group->members),
-                    TextOf(group->profileFlag)}) +
+  WriteStdout(JoinFields({FieldText(group->unixName), FieldText(group->gid),
+                          FieldText(group->members), StateText(group->profileFlag)}) +
               "\n");
 }
 
@@ -139,8 +110,8 @@ void DisplayLocalGroup(const std::shared_ptr<NssGroup>& group) {
 
 std::string GetGroupField(NssGroup& group, const std::string& field) {
   CheckZone();
-  if (field == "gid") return TextOf(group.gid);
-  if (field == "name") return TextOf(group.unixName);
+  if (field == "gid") return FieldText(group.gid);
+  if (field == "name") return FieldText(group.unixName);
   if (field == "dn") return group.scp.empty() ? std::string() : group.scp.dn();
   if (field == "createTime" || field == "modifyTime") {
     const char* attribute = field == "createTime" ? AD_WHEN_CREATED : AD_WHEN_CHANGED;
@@ -151,11 +122,7 @@ std::string GetGroupField(NssGroup& group, const std::string& field) {
 
 void SetGroupField(NssGroup& group, const std::string& field, const std::string& value) {
   if (field != "gid") UnknownField();
-  if (value == FIELD_NOT_SET) {
-    group.gid.clear();
-  } else {
-    group.gid.set(kesh::atoui(value));
-  }
+  SetFieldText(group.gid, value);
 }
 
 // --- Zone groups ---------------------------------------------------------------------------
@@ -216,7 +183,7 @@ void SetZoneGroupField(const std::string& field, const std::string& value) {
     group->required = CheckFieldEnabled(value, field);
     return;
   }
-  if (field == "name") return SetOptionalText(group->unixName, value);
+  if (field == "name") return SetFieldText(group->unixName, value);
   SetGroupField(*group, field, value);
 }
 
@@ -255,24 +222,15 @@ void DeleteLocalGroup() {
 std::string GetLocalGroupField(const std::string& field) {
   RequireLocalGroupZone();
   std::shared_ptr<NssGroup> group = GetCurrentLocalGroup();
-  if (field == "member") return TextOf(group->members);
-  if (field == "profileflag") return TextOf(group->profileFlag);
+  if (field == "member") return FieldText(group->members);
+  if (field == "profileflag") return StateText(group->profileFlag);
   return GetGroupField(*group, field);
 }
 
 void SetLocalGroupField(const std::string& field, const std::string& value) {
   RequireLocalGroupZone();
   std::shared_ptr<NssGroup> group = GetCurrentLocalGroup();
-  if (field == "member") return SetOptionalText(group->members, value);
-  if (field == "profileflag") {
-    LocalGroupState state;
-    state.set(value);
-    if (value == FIELD_NOT_SET) {
-      group->profileFlag.clear();
-    } else {
-      group->profileFlag.set(state);
-    }
-    return;
-  }
+  if (field == "member") return SetFieldText(group->members, value);
+  if (field == "profileflag") return SetStateText(group->profileFlag, value);
   SetGroupField(*group, field, value);
 }
