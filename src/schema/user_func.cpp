@@ -280,9 +280,7 @@ void DeleteLocalUser() {
 std::string GetLocalUserField(const std::string& field) {
   RequireLocalUserZone();
   std::shared_ptr<NssLocalUser> user = GetCurrentNssLocalUser();
-  if (field == "profileflag") {
-    return StateText(user->profileFlag);
-  }
+  if (field == "profileflag") return StateText(user->profileFlag);
   if (field == "modifyTime") return user->scp.firstValue(AD_WHEN_CHANGED);
   return GetUserField(*user, field);
 }

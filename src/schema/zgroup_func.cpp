@@ -24,7 +24,6 @@ const char* const PENDING_GROUPS_FILTER =
 const char* const LOCAL_GROUPS_FILTER =
     "(&(objectClass=serviceConnectionPoint)(displayName=$KeshLocalGroupVersion*))";
 
-const char* const FIELD_SEPARATOR = ":";
 const char* const REQUIRED_MARK = " required";
 
 // The texts that the get commands' callbacks collect, made the Tcl result at the end of the
