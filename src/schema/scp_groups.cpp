@@ -83,32 +83,8 @@ void SchemaScp::commonZGroupLoad(kesh::ADObject& scp, std::shared_ptr<NssGroup>&
                                                     : scp.firstValue(AD_CN);
   if (!name.empty()) group->unixName.set(name);
 
-  kesh::ADObject adGroup;
-  const std::string managedBy = scp.firstValue(AD_MANAGED_BY);
-  if (version_ < FIRST_MANAGED_BY_FREE_VERSION && !managedBy.empty()) {
-    try {
-      adGroup = GetBindingForDN(managedBy)->fetch(managedBy, nullptr, AD_ALL_OBJECTS);
-    } catch (const std::exception&) {
-      // A link that cannot be followed leaves the group to its parentLink.
-      adGroup = kesh::ADObject();
-    }
-  }
   const std::string link = GetCramAttr(KEY_PARENT_LINK, group->keywords);
-  if (adGroup.empty()) {
-    auto known = prefetched_.find(link);
-    if (known != prefetched_.end()) {
-      adGroup = known->second;
-    } else {
-      try {
-        kesh::SID sid(link);
-        adGroup = GetPrincipalBySid(sid);
-      } catch (const std::exception&) {
-        // Unresolvable (gone, of a domain without binding, or no SID at all): the profile
-        // is named by its link.
-        adGroup = kesh::ADObject();
-      }
-    }
-  }
+  kesh::ADObject adGroup = linkedPrincipal(scp, link);
   if (adGroup.empty()) {
     group->accountName = "*" + link;
     return;

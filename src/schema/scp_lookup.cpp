@@ -1,4 +1,5 @@
-// Lookups of profile objects below a zone's containers, and the containers themselves.
+// Lookups of profile objects below a zone's containers, of the directory principals behind
+// them, and the containers themselves.
 #include <ctime>
 #include <string>
 
@@ -135,4 +136,25 @@ SchemaScp::PrefetchScope::PrefetchScope(SchemaScp& schema, kesh::ADObjectList fo
     }
   }
   if (!sids.empty()) schema.prefetched_ = PrefetchPrincipalsBySid(sids);
+}
+
+kesh::ADObject SchemaScp::linkedPrincipal(kesh::ADObject& scp, const std::string& link) {
+  const std::string managedBy = scp.firstValue(AD_MANAGED_BY);
+  if (version_ < FIRST_MANAGED_BY_FREE_VERSION && !managedBy.empty()) {
+    try {
+      return GetBindingForDN(managedBy)->fetch(managedBy, nullptr, AD_ALL_OBJECTS);
+    } catch (const std::exception&) {
+      // The managedBy link is followed on a best-effort basis; the SID comes next.
+    }
+  }
+  if (link.empty()) return kesh::ADObject();
+  auto known = prefetched_.find(link);
+  if (known != prefetched_.end()) return known->second;
+  try {
+    kesh::SID sid(link);
+    return GetPrincipalBySid(sid);
+  } catch (const std::exception&) {
+    // Gone, of a domain without binding, or no SID at all: the profile is named by its link.
+    return kesh::ADObject();
+  }
 }

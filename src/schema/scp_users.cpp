@@ -201,28 +201,7 @@ void SchemaScp::loadZUserData(kesh::ADObject& scp, std::shared_ptr<NssZoneUser> 
 void SchemaScp::findParentUser(std::shared_ptr<NssZoneUser>& user, kesh::ADObject& scp) {
   if (!user->upn.empty()) return;
   user->accountName = user->parentLink.empty() ? UNKNOWN_USER_NAME : "*" + user->parentLink;
-  kesh::ADObject found;
-  const std::string managedBy = scp.firstValue(AD_MANAGED_BY);
-  if (version_ < FIRST_MANAGED_BY_FREE_VERSION && !managedBy.empty()) {
-    try {
-      found = GetBindingForDN(managedBy)->fetch(managedBy, nullptr, AD_ALL_OBJECTS);
-    } catch (const std::exception&) {
-      // By rule the managedBy link is followed on a best-effort basis; the SID comes next.
-    }
-  }
-  if (found.empty() && !user->parentLink.empty()) {
-    auto known = prefetched_.find(user->parentLink);
-    if (known != prefetched_.end()) {
-      found = known->second;
-    } else {
-      try {
-        kesh::SID sid(user->parentLink);
-        found = GetPrincipalBySid(sid);
-      } catch (const std::exception&) {
-        // An unresolvable link leaves the profile named "*<sid>" by rule.
-      }
-    }
-  }
+  kesh::ADObject found = linkedPrincipal(scp, user->parentLink);
   if (!found.empty()) {
     user->accountName = GetUserName(found, false);
     user->upn = found.firstValue(AD_USER_PRINCIPAL_NAME);

@@ -271,6 +271,10 @@ class SchemaScp : public SchemaBase {
   kesh::ADObject saveLocalGroup(std::shared_ptr<NssGroup>& group,
                                 std::map<std::string, std::string>& dict);
 
+  // The directory principal behind a profile object: below version 4 the object of its
+  // managedBy link, else (or when that cannot be read) the one of the SID text `link`, from
+  // the listing's batch or GetPrincipalBySid. Empty when neither resolves; never throws.
+  kesh::ADObject linkedPrincipal(kesh::ADObject& scp, const std::string& link);
   // Who holds the unix name `name` in the child `container`: below version 6 the child
   // named `name` (a classic profile's cn is its name), from 6 the first object below it for
   // `filter`. Throws kesh::NotFoundException `missing` when there is none or the fetch fails.
