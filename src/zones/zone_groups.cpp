@@ -96,6 +96,7 @@ std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::stri
   group->isNew = true;
   return group;
 }
+
 kesh::ADObject NssZoneSupportZoneUserGroup::getZGroupContainer() {
   return kesh::LDAPBinding::createChild(object, "Groups", AD_CN);
 }
