@@ -9,17 +9,7 @@
 
 #include "directory/library/adobject.h"
 #include "directory/library/exceptions.h"
-
-namespace {
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
-
-}  // namespace
+#include "require.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;  // no data: a new object, nothing to read

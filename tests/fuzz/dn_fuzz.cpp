@@ -8,15 +8,9 @@
 #include <string>
 
 #include "directory/library/dn.h"
+#include "require.h"
 
 namespace {
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 // Characters that escape() may be asked to escape: the RFC 4514 specials and blanks.
 const char kHexChars[] = " \r\n";

@@ -16,19 +16,13 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/memory/filter.h"
 #include "directory/library/sid.h"
+#include "require.h"
 
 namespace {
 
 using kesh::memdir::AttributeKind;
 using kesh::memdir::AttributeSource;
 using kesh::memdir::Filter;
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 // An entry with a value of each syntax the evaluator tells apart.
 class SampleEntry : public AttributeSource {

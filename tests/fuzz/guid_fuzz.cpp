@@ -9,15 +9,9 @@
 
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
+#include "require.h"
 
 namespace {
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 void CheckGuid(const kesh::Guid& guid) {
   using kesh::Guid;

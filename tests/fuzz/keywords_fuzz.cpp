@@ -14,18 +14,12 @@
 #include <vector>
 
 #include "directory/library/adobject.h"
+#include "require.h"
 #include "schema/keywords.h"
 
 namespace {
 
 using Dict = std::map<std::string, std::string>;
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 Dict Read(const std::vector<std::string>& values) {
   kesh::ADAttribute attr;

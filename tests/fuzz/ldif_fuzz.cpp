@@ -14,17 +14,11 @@
 #include "directory/library/memory/ldif.h"
 #include "directory/library/memory/memdir.h"
 #include "directory/library/sid.h"
+#include "require.h"
 
 namespace {
 
 using kesh::memdir::LdifRecord;
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 // The value read back equals the value written, or is the text of the same SID or GUID.
 bool SameValue(const std::string& written, const std::string& read) {

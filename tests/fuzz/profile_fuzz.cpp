@@ -15,16 +15,11 @@
 #include <string>
 
 #include "directory/session.h"
+#include "require.h"
 #include "schema/user.h"
 #include "schema/zschema.h"
 
 namespace {
-
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 const char kZoneDn[] = "CN=zone,DC=example,DC=test";
 

@@ -9,17 +9,11 @@
 
 #include "directory/library/exceptions.h"
 #include "directory/library/sam_parser.h"
+#include "require.h"
 
 namespace {
 
 using sam::SamParser;
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 // Whether `parse` accepts its blob: true, or false on kesh::BadDataException.
 template <typename Parse>

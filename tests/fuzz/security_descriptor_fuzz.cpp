@@ -10,15 +10,9 @@
 
 #include "directory/library/exceptions.h"
 #include "directory/library/security_descriptor.h"
+#include "require.h"
 
 namespace {
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 bool SameAces(const kesh::ACList& a, const kesh::ACList& b) { return a.aces == b.aces; }
 

@@ -9,15 +9,9 @@
 
 #include "directory/library/exceptions.h"
 #include "directory/library/sid.h"
+#include "require.h"
 
 namespace {
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 // The properties every parsed SID has, whichever form it came from.
 void CheckSid(const kesh::SID& sid) {

@@ -14,16 +14,10 @@
 
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
+#include "require.h"
 #include "zones/zone.h"
 
 namespace {
-
-// Stops the run, naming the line of the broken property.
-void Require(bool condition, int line = __builtin_LINE()) {
-  if (condition) return;
-  fprintf(stderr, "%s:%d: property broken\n", __FILE__, line);
-  __builtin_trap();
-}
 
 bool Parse(const std::string& path, std::string& computer, std::string& dn, std::string& access) {
   try {
