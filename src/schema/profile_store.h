@@ -1,6 +1,6 @@
-// The names of the stored form of profiles, shared by the files that implement the
-// serviceConnectionPoint layouts (scp_users.cpp, scp_groups.cpp, scp_lookup.cpp). Not a
-// public interface: nothing outside src/schema includes it.
+// The names of the stored form of profiles, shared by the files that implement them: the
+// serviceConnectionPoint layouts (schema/scp_*.cpp), the zone side of profiles
+// (zones/zone_users.cpp, zone_groups.cpp) and the profile commands. Not a public interface.
 #ifndef ZONESMITH_SCHEMA_PROFILE_STORE_H_
 #define ZONESMITH_SCHEMA_PROFILE_STORE_H_
 
@@ -22,6 +22,14 @@ constexpr char KEY_GID[] = "gid";
 constexpr char KEY_LOGIN[] = "login";
 constexpr char KEY_PROFILE_FLAG[] = "profileflag";
 constexpr char KEY_MEMBER[] = "member";
+
+// What separates an alias number from a user name: "alice@example.test+2".
+constexpr char ALIAS_SEPARATOR = '+';
+// Characters the name of a local user or group cannot hold.
+constexpr char LOCAL_NAME_FORBIDDEN[] = ":/";
+// The texts of a keyword that holds a flag.
+constexpr char TRUE_TEXT[] = "True";
+constexpr char FALSE_TEXT[] = "False";
 
 // The RFC 2307 attribute of a gid, on users and groups alike.
 constexpr char RFC_GID_NUMBER[] = "gidNumber";

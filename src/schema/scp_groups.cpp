@@ -53,7 +53,8 @@ void SchemaScp::loadGroup(const std::string& name, std::shared_ptr<NssGroup>& gr
         kesh::ADObject fake = FakeSidObject(name.substr(1));
         scp = FindScpBySid(binding_, zone_, kesh::SID(name.substr(1)), GROUPS_CONTAINER, fake.dn());
       } else {
-        kesh::ADObject adGroup = GetADGroup(name);
+        // A caller that resolved the directory group already hands it in.
+        kesh::ADObject adGroup = group->adGroup.empty() ? GetADGroup(name) : group->adGroup;
         scp = FindScpBySid(binding_, zone_, adGroup.sid(), GROUPS_CONTAINER, adGroup.dn());
       }
     } catch (const std::exception&) {
@@ -190,7 +191,7 @@ kesh::ADObject SchemaScp::saveZGroup(std::shared_ptr<NssGroup>& group,
     target[AD_DISPLAY_NAME] = GROUP_VERSION_MARKER + std::to_string(objectVersion().group);
   }
   dict[KEY_PARENT_LINK] = group->adGroup.sid().toMSString();
-  dict[REQUIRED_KEY] = group->required ? "True" : "False";
+  dict[REQUIRED_KEY] = group->required ? TRUE_TEXT : FALSE_TEXT;
   return target;
 }
 

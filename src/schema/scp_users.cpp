@@ -43,8 +43,6 @@ const char KEY_SHELL[] = "shell";
 const char KEY_HOME[] = "home";
 const char KEY_GECOS[] = "gecos";
 const char KEY_DESCRIPTION[] = "description";
-const char TRUE_TEXT[] = "True";
-const char FALSE_TEXT[] = "False";
 
 // Attributes of the RFC layout.
 const char RFC_UID_NUMBER[] = "uidNumber";
@@ -138,7 +136,7 @@ void WriteProfile(const std::shared_ptr<MyBinding>& binding, NssUser& user,
 
 void SchemaScp::loadZUser(const std::string& name, std::shared_ptr<NssZoneUser> user,
                           bool byUnixName) {
-  std::pair<int, std::string> alias = ParseUpn(name, '+');
+  std::pair<int, std::string> alias = ParseUpn(name, ALIAS_SEPARATOR);
   user->altIndex = alias.first;
   // A caller that resolved the directory user already hands it in.
   kesh::ADObject userObject = user->adUser;

@@ -11,6 +11,7 @@
 #include "directory/library/strings.h"
 #include "directory/session.h"
 #include "schema/keywords.h"
+#include "schema/profile_store.h"
 #include "script/args.h"
 #include "script/context.h"
 #include "zones/ngzone.h"
@@ -29,8 +30,6 @@ const char* const LOCAL_USERS_FILTER =
 // How a field that is not set looks in a printed line.
 const char* const UNSET_IN_LINE = " - ";
 const char* const FIELD_SEPARATOR = ":";
-// The separator of an alias number in a profile's key.
-const char* const ALIAS_SEPARATOR = "+";
 
 [[noreturn]] void UnknownField(const std::string& field) {
   KESH_THROW(kesh::BadDataException, 0, "unknown field %s", field.c_str());

@@ -186,7 +186,10 @@ class SchemaScp : public SchemaBase {
   kesh::ADObject findUnixUser(const std::string& name, bool local) override;
 
   // --- Groups (schema/scp_groups.cpp) ---
-  // Throws kesh::NotFoundException "Group not in current zone".
+  // Finds the profile of `name` (a directory group name, "*<sid>", or with `byUnixName` a
+  // unix name) and loads it into `group`. A directory group already in group->adGroup is
+  // taken as the one a directory name names, without a second lookup. Throws
+  // kesh::NotFoundException "Group not in current zone".
   void loadGroup(const std::string& name, std::shared_ptr<NssGroup>& group,
                  bool byUnixName) override;
   void saveGroup(std::shared_ptr<NssGroup>& group) override;

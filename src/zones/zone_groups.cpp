@@ -8,18 +8,15 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/strings.h"
 #include "directory/principal.h"
+#include "schema/profile_store.h"
 #include "schema/user.h"
 #include "schema/zschema.h"
 #include "zones/zone.h"
 
 namespace {
 
-// Classic zones (below this version) keep a group's gid and name both; later ones either.
-const int FIRST_TREE_VERSION = 6;
 // The attribute of a directory group whose top bit marks a security group.
 const char GROUP_TYPE_ATTR[] = "groupType";
-// Characters a local profile's name cannot hold.
-const char LOCAL_NAME_FORBIDDEN[] = ":/";
 
 }  // namespace
 
@@ -74,16 +71,21 @@ std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::getZGroup(const std::stri
 }
 
 std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::string& name) {
+  // The directory group is resolved once, for the test of an existing profile and for the
+  // new one; a name that does not resolve fails below with the lookup's own message.
+  kesh::ADObject adGroup;
   bool exists = false;
   try {
-    getZGroup(name, false);
+    std::shared_ptr<NssGroup> probe(MakeZGroup());
+    if (!name.empty() && name[0] != '*') probe->adGroup = adGroup = GetADGroup(name);
+    schema->loadGroup(name, probe, false);
     exists = true;
   } catch (const std::exception&) {
     // Not found, or not resolvable: the name is free as far as this zone goes.
   }
   if (exists) KESH_THROW(kesh::BadDataException, 0, "Group already exists");
   std::shared_ptr<NssGroup> group(MakeZGroup());
-  kesh::ADObject adGroup = GetADGroup(name);
+  if (adGroup.empty()) adGroup = GetADGroup(name);
   const kesh::ADAttribute* groupType = adGroup.find(GROUP_TYPE_ATTR);
   const int type = groupType != nullptr ? groupType->toInt() : 0;
   if (type >= 0) {
@@ -98,7 +100,7 @@ std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::stri
 }
 
 kesh::ADObject NssZoneSupportZoneUserGroup::getZGroupContainer() {
-  return kesh::LDAPBinding::createChild(object, "Groups", AD_CN);
+  return kesh::LDAPBinding::createChild(object, GROUPS_CONTAINER, AD_CN);
 }
 
 std::shared_ptr<NssGroup> NssZoneSupportLocalUserGroup::getLocalGroup(const std::string& name) {

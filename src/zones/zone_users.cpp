@@ -14,18 +14,10 @@
 #include "directory/library/guid.h"
 #include "directory/library/strings.h"
 #include "directory/principal.h"
+#include "schema/profile_store.h"
 #include "schema/user.h"
 #include "schema/zschema.h"
 #include "zones/zone.h"
-
-namespace {
-
-// What separates an alias number from a user name: "alice@example.test+2".
-const char ALIAS_SEPARATOR = '+';
-// Characters a local user name may not hold.
-const char LOCAL_NAME_FORBIDDEN[] = ":/";
-
-}  // namespace
 
 // --- Zone users ------------------------------------------------------------------------------
 
@@ -86,7 +78,7 @@ void NssZoneSupportZoneUserGroup::deleteNssZUser(std::shared_ptr<NssUser> user) 
 }
 
 kesh::ADObject NssZoneSupportZoneUserGroup::getZUserContainer() {
-  return kesh::LDAPBinding::createChild(object, "Users", AD_CN);
+  return kesh::LDAPBinding::createChild(object, USERS_CONTAINER, AD_CN);
 }
 
 // --- Local users -----------------------------------------------------------------------------
