@@ -36,8 +36,6 @@ const char kMachineScopeDescription[] =
 const char kSmartRefreshPrefix[] = "smartrefresh:";
 const char kRdnType[] = "cn";
 
-// MyBinding::update mode that replaces every changed attribute.
-constexpr int kUpdateReplaceChanged = -1;
 // The version of the store of a classic zone; every other version is hierarchical.
 constexpr int kClassicVersion = 1;
 // Levels from a right or environment up to its zone: container, application, admin
@@ -258,7 +256,7 @@ void QVClassicStore::updateTimeStamps() {
   assignmentTime = time(nullptr);
   (*adminManager)[AD_WBEM_PATH] =
       kSmartRefreshPrefix + Int64::fileTimeOf(assignmentTime).toString();
-  binding->update(*adminManager, kUpdateReplaceChanged);
+  binding->update(*adminManager, MyBinding::UPDATE_REPLACE);
   assignmentsChanged = false;
 }
 
@@ -303,7 +301,7 @@ void QVNGStore::updateTimeStamps() {
   // back as 0.
   (*adminManager)[AZ_APP_DATA] = sam::SamParser::WriteV2StoreData(
       Int64::fileTimeOf(assignmentTime), Int64::fileTimeOf(roleTime), Int64::fileTimeOf(rightTime));
-  binding->update(*adminManager, kUpdateReplaceChanged);
+  binding->update(*adminManager, MyBinding::UPDATE_REPLACE);
   assignmentsChanged = rolesChanged = rightsChanged = false;
 }
 

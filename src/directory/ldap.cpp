@@ -103,6 +103,14 @@ void MyBinding::update(kesh::ADObject& object, int mode) {
   RunWithRepeat(*b, false, [&] { b->update(object, mode); });
 }
 
+void MyBinding::write(kesh::ADObject& object, bool isNew) {
+  if (isNew) {
+    add(object);
+  } else {
+    update(object, UPDATE_REPLACE);
+  }
+}
+
 void MyBinding::rename(kesh::ADObject& object, const std::string& newRdn) {
   std::shared_ptr<kesh::ADBinding> b = binding;
   SessionCache().remove(object.dn());

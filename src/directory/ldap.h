@@ -56,6 +56,8 @@ class MyBinding {
   static constexpr int UPDATE_REPLACE = 2;  // replace the changed attributes (also -1)
   // `mode`: 0 add values, 1 delete values, 2 (or -1) replace the changed attributes.
   void update(kesh::ADObject& object, int mode);
+  // Adds `object` when `isNew`, else replaces its changed attributes (UPDATE_REPLACE).
+  void write(kesh::ADObject& object, bool isNew);
   void rename(kesh::ADObject& object, const std::string& newRdn);
   // A move to the object's present parent (compared without regard to case) does not
   // reach the directory.

@@ -33,14 +33,6 @@ void SetSDFlag(std::shared_ptr<MyBinding>& binding, bool ownerAndGroup) {
                                   : kesh::SD_FLAG_DACL);
 }
 
-void WriteObject(std::shared_ptr<MyBinding>& binding, kesh::ADObject& object, bool isNew) {
-  if (isNew) {
-    binding->add(object);
-  } else {
-    binding->update(object, 2);
-  }
-}
-
 // The values as a Tcl list; the values of a binary attribute (objectSid, ...) as byte
 // arrays, so that their bytes reach the script unchanged.
 Tcl::object ValueList(const kesh::ADAttribute& attr) {
@@ -198,11 +190,11 @@ void SaveObject() {
   std::shared_ptr<MyBinding> binding = GetBindingForDN(object.dn());
   SetSDFlag(binding, true);
   try {
-    WriteObject(binding, object, tab.objectIsNew);
+    binding->write(object, tab.objectIsNew);
   } catch (const std::exception&) {
     // Writing owner and group needs rights that a normal user lacks: send the DACL alone.
     SetSDFlag(binding, false);
-    WriteObject(binding, object, tab.objectIsNew);
+    binding->write(object, tab.objectIsNew);
   }
   tab.objectIsNew = false;
 }

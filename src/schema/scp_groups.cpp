@@ -150,11 +150,7 @@ void SchemaScp::saveGroup(std::shared_ptr<NssGroup>& group) {
     dict[KEY_LOGIN] = group->unixName.value;
   }
   CramAttrs(target[AD_KEYWORDS], dict);
-  if (group->isNew) {
-    binding_->add(target);
-  } else {
-    binding_->update(target, MyBinding::UPDATE_REPLACE);
-  }
+  binding_->write(target, group->isNew);
   group->isNew = false;
   group->scp = binding_->fetch(target.dn(), nullptr, AD_ALL_OBJECTS);
 }

@@ -121,11 +121,7 @@ void WriteProfile(const std::shared_ptr<MyBinding>& binding, NssUser& user,
                   std::map<std::string, std::string>& dict, kesh::ADObject& target) {
   for (const auto& entry : user.extended) dict[entry.first] = entry.second;
   CramAttrs(target[AD_KEYWORDS], dict);
-  if (user.isNew) {
-    binding->add(target);
-  } else {
-    binding->update(target, MyBinding::UPDATE_REPLACE);
-  }
+  binding->write(target, user.isNew);
   user.isNew = false;
   user.scp = binding->fetch(target.dn(), nullptr, AD_ALL_OBJECTS);
 }
