@@ -52,6 +52,17 @@ kesh::AttrList ScopeAttributes() {
   return attrs.data();
 }
 
+}  // namespace
+
+const char* const* QVRoleAttributes() {
+  static const std::vector<const char*> attrs = {AZ_APP_DATA,     AD_CN,           AD_DESCRIPTION,
+                                                 AZ_TASK_OPS,     AZ_TASK_TASKS,   AZ_TASK_IS_ROLE,
+                                                 AD_WHEN_CREATED, AD_WHEN_CHANGED, nullptr};
+  return attrs.data();
+}
+
+namespace {
+
 // A new container `prefix` + `ownerCn` below `owner`, in memory.
 kesh::ADObject NewContainer(kesh::ADObject& owner, const std::string& prefix,
                             const std::string& ownerCn) {
@@ -151,10 +162,6 @@ std::shared_ptr<QVStore> QVStore::Open(std::shared_ptr<MyBinding> binding, kesh:
   store->applicationCn = application.firstValue(AD_CN);
   return store;
 }
-
-void QVStore::createDefaultObjects(kesh::ADObject&, kesh::ADObject&) {}
-
-void QVStore::delegateQVRights(kesh::ADObject&) {}
 
 kesh::ADObject QVStore::createScope(const std::string& name, const std::string& displayName,
                                     const std::string& description) {

@@ -48,6 +48,17 @@
 
 class MyBinding;
 class QVScope;
+class QVRight;
+class QVCommand;
+class PamApp;
+class RSEnv;
+class RestrictCommand;
+class QVRole;
+class Assignment;
+
+// The attributes that role reads ask for (data, cn, description, the task links, the role
+// flag, the times), built once.
+const char* const* QVRoleAttributes();
 
 // Texts written into the store.
 extern const char* const QV_STORE_DESCRIPTION;
@@ -79,10 +90,13 @@ class QVStore : public std::enable_shared_from_this<QVStore> {
   // hierarchical store writes all three times: one neither read (getOriginalTimestamp) nor
   // marked goes out as 0. Does nothing for a store without binding or admin manager.
   virtual void updateTimeStamps() = 0;
-  // The default rights and roles of a new store, and the security descriptor of a classic
-  // store's admin manager, come with the authorization commands; both do nothing yet.
+  // The predefined objects of a new store (authorization/default_objects.cpp): classic
+  // stores get 14 PAM rights through newPamApp/savePamApp; hierarchical stores 13 PAM
+  // rights and 7 roles, added directly. The containers are those of the application.
   virtual void createDefaultObjects(kesh::ADObject& operationContainer,
-                                    kesh::ADObject& taskContainer);
+                                    kesh::ADObject& taskContainer) = 0;
+  // The security descriptor of a classic store's admin manager, which gives the creating
+  // user full control; nothing for hierarchical stores.
   virtual void delegateQVRights(kesh::ADObject& adminManager);
 
   // A new msDS-AzScope `name` below the application with its three containers. Throws
@@ -120,6 +134,67 @@ class QVStore : public std::enable_shared_from_this<QVStore> {
   // `dn` (its fourth parent) is this store's zone, else the store of that zone, opened.
   virtual std::shared_ptr<QVStore> storeFromDN(const std::string& dn);
 
+  // --- Rights (authorization/store_rights.cpp; classes and names in right.h) ---
+
+  // The in-memory msDS-AzOperation `cn` below the operation container with the operation
+  // ID type | 1. Throws kesh::BadDataException "Right already in zone" when the directory
+  // has it; nothing is written.
+  kesh::ADObject initNewRight(const std::string& cn, unsigned type);
+  // fetchRight of the DN of `cn` below the operation container; a missing cn throws what
+  // the directory throws.
+  std::shared_ptr<QVRight> findRight(const std::string& cn);
+  // The right at `dn` as its class (by the type of its operation ID). Throws
+  // kesh::BadDataException "unknown right type" for a type this variant does not know.
+  virtual std::shared_ptr<QVRight> fetchRight(const std::string& dn) = 0;
+
+  // A new PAM right for the application `name` (trimmed, checkPamName).
+  virtual std::shared_ptr<PamApp> newPamApp(const std::string& name) = 0;
+  // The PAM right at `dn`.
+  std::shared_ptr<PamApp> getPamApp(const std::string& dn);
+  void listPamApps(std::list<std::shared_ptr<PamApp>>& out);
+  // "Must set PAM application string"; checkPamExists; data; add or update; re-read.
+  void savePamApp(std::shared_ptr<PamApp>& app);
+  // "PamApp has not been created" for a new one; else removes it.
+  void deletePamApp(std::shared_ptr<PamApp>& app);
+  // Classic stores: "PAM application [<app>] already exists." when another right has it.
+  virtual void checkPamExists(PamApp& app);
+  virtual std::string getPamAppData(PamApp& app) = 0;
+
+  // A new command `name` (trimmed, checkQVCName): cn "pc-" + name, umask 63, flags 16.
+  std::shared_ptr<QVCommand> newQVCommand(const std::string& name);
+  std::shared_ptr<QVCommand> getQVCommand(const std::string& dn);
+  void listQVCommands(std::list<std::shared_ptr<QVCommand>>& out);
+  // "Command cannot be empty"; data; add or update; re-read.
+  void saveQVCommand(std::shared_ptr<QVCommand>& command);
+  // "QV command has not been created" for a new one; else removes it.
+  void deleteQVCommand(std::shared_ptr<QVCommand>& command);
+  virtual unsigned getQVCommandType() = 0;
+  virtual std::string getQVCommandData(QVCommand& command) = 0;
+
+  // Name checks of the variant (right.h).
+  virtual void checkPamName(const std::string& name) = 0;
+  virtual void checkQVCName(const std::string& name) = 0;
+  virtual void checkRoleName(const std::string& name) = 0;
+
+  // Restricted environments and commands: classic stores only. Every one of these throws
+  // kesh::BadDataException "Restricted command/environment is supported only in classic
+  // zones." in a hierarchical store (checkRestrictedSupported).
+  std::shared_ptr<RSEnv> newRestrictEnv(const std::string& name);
+  std::shared_ptr<RSEnv> getRestrictEnv(const std::string& name);
+  std::shared_ptr<RSEnv> fetchRestrictEnv(const std::string& dn);
+  void getRestrictEnvs(std::list<std::shared_ptr<RSEnv>>& out);
+  void saveRestrictEnv(std::shared_ptr<RSEnv>& env);
+  // Deletes the environment's restricted commands first.
+  void deleteRestrictEnv(std::shared_ptr<RSEnv>& env);
+  std::shared_ptr<RestrictCommand> newRestrictCommand(const std::string& name,
+                                                      std::shared_ptr<RSEnv>& env);
+  std::shared_ptr<RestrictCommand> getRestrictCommand(const std::string& dn);
+  void listRestrictCommands(std::list<std::shared_ptr<RestrictCommand>>& out);
+  // Adds a new command to its environment's msDS-OperationsForAzTask and updates that.
+  void saveRestrictCommand(std::shared_ptr<RestrictCommand>& command);
+  void deleteRestrictCommand(std::shared_ptr<RestrictCommand>& command);
+  virtual void checkRestrictedSupported() = 0;
+
   std::shared_ptr<MyBinding> binding;
   int version = 0;
   std::shared_ptr<kesh::ADObject> application;
@@ -146,6 +221,21 @@ class QVClassicStore : public QVStore {
   void roleUpdated() override { assignmentsChanged = true; }
   void rightUpdated() override { assignmentsChanged = true; }
   void getOriginalTimestamp() override;
+  void createDefaultObjects(kesh::ADObject& operationContainer,
+                            kesh::ADObject& taskContainer) override;
+  void delegateQVRights(kesh::ADObject& adminManager) override;
+  std::shared_ptr<QVRight> fetchRight(const std::string& dn) override;
+  std::shared_ptr<PamApp> newPamApp(const std::string& name) override;
+  void checkPamExists(PamApp& app) override;
+  std::string getPamAppData(PamApp& app) override;
+  unsigned getQVCommandType() override;
+  std::string getQVCommandData(QVCommand& command) override;
+  void checkPamName(const std::string& name) override;   // CheckEmpty
+  void checkQVCName(const std::string& name) override;   // classic, 60
+  void checkRoleName(const std::string& name) override;  // classic, 58
+  void checkRSCName(const std::string& name);            // classic, 29
+  void checkRSEName(const std::string& name);            // classic, 30
+  void checkRestrictedSupported() override {}
 
   bool assignmentsChanged = false;
   time_t assignmentTime = 0;
@@ -163,6 +253,18 @@ class QVNGStore : public QVStore {
   void roleUpdated() override { rolesChanged = true; }
   void rightUpdated() override { rightsChanged = true; }
   void getOriginalTimestamp() override;
+  void createDefaultObjects(kesh::ADObject& operationContainer,
+                            kesh::ADObject& taskContainer) override;
+  // A right of a parent zone belongs to that zone's store (storeFromDN).
+  std::shared_ptr<QVRight> fetchRight(const std::string& dn) override;
+  std::shared_ptr<PamApp> newPamApp(const std::string& name) override;
+  std::string getPamAppData(PamApp& app) override;
+  unsigned getQVCommandType() override;
+  std::string getQVCommandData(QVCommand& command) override;
+  void checkPamName(const std::string& name) override;   // hierarchical character set
+  void checkQVCName(const std::string& name) override;   // hierarchical character set
+  void checkRoleName(const std::string& name) override;  // hierarchical character set
+  void checkRestrictedSupported() override;
 
   bool assignmentsChanged = false;
   bool rolesChanged = false;
@@ -173,15 +275,74 @@ class QVNGStore : public QVStore {
 };
 
 // A place in the store where roles and assignments live: the application (the zone's own,
-// "null" scope) or a msDS-AzScope. Assignments and roles arrive with the authorization
-// commands.
+// "null" scope) or a msDS-AzScope. Roles live in its task container, assignments in its
+// role container (authorization/role.h, authorization/assignment.h).
 class QVScope : public std::enable_shared_from_this<QVScope> {
  public:
+  // Asked of each principal name while loading assignments; no loader filters by it.
+  using AssignmentTest = bool (*)(const std::string& name);
+
   virtual ~QVScope() = default;
   // The group of computers of an access zone, from the scope object's
   // msDS-AzApplicationData (empty when absent). Classic scopes throw
   // kesh::BadDataException "Classic zone has no access zone group".
   virtual std::string getAccessZoneGroup() = 0;
+
+  // --- Roles (authorization/scope_roles.cpp) ---
+
+  // A new role `name` (trimmed, the store's checkRoleName) in memory. Throws
+  // kesh::BadDataException "Role already in zone" when the directory has it.
+  virtual std::shared_ptr<QVRole> newRole(const std::string& name);
+  // The role `name` (trimmed); the directory's not-found passes through.
+  virtual std::shared_ptr<QVRole> findRole(const std::string& name);
+  // Every role of the task container (restricted environments left out), in child order.
+  virtual void getRoles(std::list<std::shared_ptr<QVRole>>& out);
+  // Refuses PAM rights in a new role that allows local users ("Cannot add %s to current
+  // role. ..."), writes the role data, adds or updates, re-reads.
+  virtual void saveRole(std::shared_ptr<QVRole>& role);
+  // "Role has not been created" for a new one; else removes it.
+  virtual void deleteRole(std::shared_ptr<QVRole>& role);
+  // The DN of the task container of this scope.
+  std::string taskContainerDn() const;
+
+  // --- Assignments (authorization/scope_assignments.cpp) ---
+
+  // Assignments of the given objects, in order.
+  virtual void loadAssignments(std::list<std::shared_ptr<Assignment>>& out,
+                               kesh::ADObjectList& objects, AssignmentTest test);
+  // Throws kesh::BadDataException "Role assignment already exists" when the principal has
+  // the role in this scope already (role DNs compared upper-cased); a saved assignment
+  // whose role did not change passes.
+  virtual void checkAsgExists(Assignment& assignment) = 0;
+  // The msDS-MembersForAzRole value: the DN, or "<SID=...>" for a principal of another
+  // forest.
+  virtual std::string getAssignmentRoleField(Assignment& assignment);
+  virtual std::string getAssignmentData(Assignment& assignment) = 0;
+  virtual void createAssignment(std::shared_ptr<Assignment>& assignment) = 0;
+  // Every assignment of the role container.
+  virtual void getAllAssignments(std::list<std::shared_ptr<Assignment>>& out, AssignmentTest test);
+  // The assignments of a directory principal (by DN, or by foreign security principal
+  // for another forest).
+  virtual void getAssignments(kesh::ADObject& principal,
+                              std::list<std::shared_ptr<Assignment>>& out);
+  // The assignments whose member value (or, hierarchical, all-users or local principal)
+  // is `name`.
+  virtual void getAssignments(const std::string& name,
+                              std::list<std::shared_ptr<Assignment>>& out) = 0;
+  virtual std::shared_ptr<Assignment> getAssignmentByADObject(kesh::ADObject& object) = 0;
+  // Throws kesh::NotFoundException "could not find assignment entry".
+  virtual std::shared_ptr<Assignment> getAssignmentByADCN(const std::string& cn);
+  virtual void updateAssignment(std::shared_ptr<Assignment>& assignment);
+  virtual void deleteAssignment(std::shared_ptr<Assignment>& assignment);
+  // The DN of the role container of this scope.
+  std::string roleContainerDn() const;
+
+  // --- Delegation (authorization/scope_assignments.cpp) ---
+
+  // Writes the ACEs of the zone right `right` for `principal` on the store objects that
+  // carry it (security/delegate.h).
+  virtual void delegateRight(const std::string& right, const std::string& principal);
+  virtual void checkRightDelegationSupported(const std::string& right);
 
   std::shared_ptr<MyBinding> binding;  // the store's, taken at construction
   int version = 0;
@@ -197,6 +358,17 @@ class QVClassicScope : public QVScope {
  public:
   QVClassicScope(std::shared_ptr<QVStore> store, int version);
   std::string getAccessZoneGroup() override;
+  void checkAsgExists(Assignment& assignment) override;
+  std::string getAssignmentData(Assignment& assignment) override;
+  // Only AD users and groups: "Role in classic zone can only be assigned to
+  // aduser/adgroup.".
+  void createAssignment(std::shared_ptr<Assignment>& assignment) override;
+  void getAssignments(const std::string& name,
+                      std::list<std::shared_ptr<Assignment>>& out) override;
+  using QVScope::getAssignments;
+  std::shared_ptr<Assignment> getAssignmentByADObject(kesh::ADObject& object) override;
+  // "Right modify_computer_role is not used in classic zone".
+  void checkRightDelegationSupported(const std::string& right) override;
 };
 
 // Throws kesh::BadDataException "Bad QV version number: <n>" unless the version is above 1.
@@ -204,6 +376,15 @@ class QVNGScope : public QVScope {
  public:
   QVNGScope(std::shared_ptr<QVStore> store, int version);
   std::string getAccessZoneGroup() override;
+  void checkAsgExists(Assignment& assignment) override;
+  std::string getAssignmentData(Assignment& assignment) override;
+  void createAssignment(std::shared_ptr<Assignment>& assignment) override;
+  // "all ad users" and "all unix users" (any case) by ptype, local principals by
+  // displayName, else by member value.
+  void getAssignments(const std::string& name,
+                      std::list<std::shared_ptr<Assignment>>& out) override;
+  using QVScope::getAssignments;
+  std::shared_ptr<Assignment> getAssignmentByADObject(kesh::ADObject& object) override;
 };
 
 // The first msDS-AzScope named `name` anywhere below `application`. Throws

@@ -29,6 +29,14 @@ std::shared_ptr<QVRight> ZoneUsesQV::findRight(const std::string& name) {
   NotAvailable(*this, "findRight");
 }
 
+bool SplitZoneQualified(const std::string&, std::string&, std::string&) {
+  KESH_THROW(kesh::BadDataException, 0, "not implemented");
+}
+
+void ZoneUsesQV::delegateQVRight(const std::string&, const std::string&) {
+  NotAvailable(*this, "delegateQVRight");
+}
+
 void ZoneUsesQV::checkForClassic(bool) {
   if (!store || !scope) KESH_THROW(kesh::BadDataException, 0, "QV not enabled for this zone");
 }

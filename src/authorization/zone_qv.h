@@ -6,10 +6,9 @@
 // both; the four mix-ins derive from it virtually, so that a zone class that composes
 // several of them has one store and one scope.
 //
-// Roles, rights, assignments and restricted environments arrive with the authorization
-// commands: until then every operation of these mix-ins throws kesh::BadDataException
-// "<operation> is not available yet", after the checks that need nothing of them: an
-// empty name for findRole/findRight, then checkForClassic (newAssignment has no gate).
+// Every operation first calls checkForClassic ("QV not enabled for this zone" without a
+// store), then the operation of the same name of the scope (roles, assignments) or the
+// store (rights, restricted environments). newAssignment needs no store.
 #ifndef ZONESMITH_AUTHORIZATION_ZONE_QV_H_
 #define ZONESMITH_AUTHORIZATION_ZONE_QV_H_
 
@@ -82,11 +81,20 @@ class IZoneManageRS : public virtual IZoneSupportRoles {
   virtual void deleteRestrictCommand(std::shared_ptr<RestrictCommand>& command) = 0;
 };
 
+// Splits "<name>/<zone>" at the first "/": true with `zone` the lower-cased second segment
+// (a third is ignored), false for a text without "/" (`name` is then the text).
+bool SplitZoneQualified(const std::string& text, std::string& name, std::string& zone);
+
 // The store and scope of a zone.
 class ZoneUsesQV : public virtual IZoneSupportRoles {
  public:
+  // The role or right `name`, or "<name>/<zone>" for one of this zone or an ancestor named
+  // <zone> (any case). Throws kesh::BadDataException "Role cannot be empty" / "Right name
+  // cannot be empty", and kesh::NotFoundException "role not found" / "right not found".
   std::shared_ptr<QVRole> findRole(const std::string& name) override;
   std::shared_ptr<QVRight> findRight(const std::string& name) override;
+  // checkForClassic, then the scope's delegateRight.
+  void delegateQVRight(const std::string& right, const std::string& principal);
   // Returns when both store and scope are set; otherwise throws kesh::BadDataException
   // "QV not enabled for this zone". The argument is not used.
   virtual void checkForClassic(bool classic);
@@ -95,6 +103,10 @@ class ZoneUsesQV : public virtual IZoneSupportRoles {
   std::shared_ptr<QVStore> store;
 };
 
+// The text forms of getAssignment are those of ParseAssignment (authorization/assignment.h);
+// newAssignment takes a user or group name, "All AD users", "All Unix users", or a local
+// principal "name@localhost", "#uid@localhost", "%group@localhost". getAssignments lists
+// the whole scope whatever the filter.
 class AssignmentSupport : public virtual ZoneUsesQV, public IZoneSupportAssignment {
  public:
   std::shared_ptr<Assignment> getAssignment(const std::string& name) override;
