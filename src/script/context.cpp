@@ -2,7 +2,12 @@
 
 #include <tcl.h>
 
+#include "authorization/assignment_func.h"
+#include "authorization/right.h"
+#include "authorization/right_func.h"
+#include "authorization/role_func.h"
 #include "directory/ldap.h"
+#include "directory/library/dn.h"
 #include "schema/user.h"
 #include "schema/user_func.h"
 #include "schema/zgroup_func.h"
@@ -50,6 +55,12 @@ void ShowZone(ContextTab& tab) {
   WriteStdout("Current zone:\n\t" + tab.zone->getZoneName() + "\n");
 }
 
+void ShowAssignment(ContextTab& tab) {
+  if (!tab.assignment) return;
+  WriteStdout("Current assignment:\n\t");
+  DisplayAssignment(tab.assignment, false);
+}
+
 void ShowObject(ContextTab& tab) {
   if (tab.object.empty()) return;
   WriteStdout("Current AD object:\n\t" + tab.object.dn() + "\n");
@@ -79,6 +90,37 @@ void ShowLocalGroup(ContextTab& tab) {
   DisplayLocalGroup(tab.localGroup);
 }
 
+void ShowPamApp(ContextTab& tab) {
+  if (!tab.pamApp) return;
+  WriteStdout("Current pam app:\n\t");
+  DisplayPamApp(tab.pamApp);
+}
+
+void ShowQVCommand(ContextTab& tab) {
+  if (!tab.qvCommand) return;
+  WriteStdout("Current qv command:\n\t");
+  DisplayCmd(tab.qvCommand);
+}
+
+void ShowRSCommand(ContextTab& tab) {
+  if (!tab.restrictCommand) return;
+  WriteStdout("Current rs command:\n\t");
+  DisplayCmd(tab.restrictCommand);
+}
+
+void ShowRole(ContextTab& tab) {
+  if (!tab.role) return;
+  WriteStdout("Current role:\n\t");
+  DisplayRole(tab.role);
+}
+
+void ShowRSEnv(ContextTab& tab) {
+  if (!tab.rsEnv) return;
+  // The environment's cn without its "rs-" prefix.
+  WriteStdout("Current rs environment:\n\t" +
+              kesh::DN::cnFromDn(tab.rsEnv->object->dn()).substr(3) + "\n");
+}
+
 struct ShowSection {
   const char* topic;
   // Prints the section; null while the class of its slot has not landed, in which case the
@@ -92,17 +134,17 @@ const ShowSection kShowSections[] = {
     {"zone", ShowZone},
     {"user", ShowZoneUser},
     {"localuser", ShowLocalUser},
-    {"assignment", nullptr},  // "Current assignment:\n\t" + DisplayAssignment(assignment, false)
+    {"assignment", ShowAssignment},
     {"object", ShowObject},
     {"group", ShowZoneGroup},
     {"localgroup", ShowLocalGroup},
-    {"pamright", nullptr},   // "Current pam app:\n\t" + DisplayPamApp(app)
-    {"qvcommand", nullptr},  // "Current qv command:\n\t" + DisplayCmd(command)
-    {"rscommand", nullptr},  // "Current rs command:\n\t" + DisplayCmd(command)
-    {"nismap", nullptr},     // "Current NIS map:\n\t" + the map's name + "\n"
-    {"role", nullptr},       // "Current role:\n\t" + DisplayRole(role)
-    {"computer", nullptr},   // "Current zone computer:\n\t" + DisplayComputer(computer)
-    {"rse", nullptr},        // "Current rs environment:\n\t" + cnFromDn(dn) less 3 chars + "\n"
+    {"pamright", ShowPamApp},
+    {"qvcommand", ShowQVCommand},
+    {"rscommand", ShowRSCommand},
+    {"nismap", nullptr},  // "Current NIS map:\n\t" + the map's name + "\n"
+    {"role", ShowRole},
+    {"computer", nullptr},  // "Current zone computer:\n\t" + DisplayComputer(computer)
+    {"rse", ShowRSEnv},
 };
 
 }  // namespace
