@@ -83,3 +83,28 @@ print(ndr_unpack(security.descriptor, base64.b64decode(sys.argv[1])).as_sddl())
 }
 
 source [file join [file dirname [file normalize [info script]]] .. capture.tcl]
+
+# The entry `dn` as ldapsearch shows it: a dict from lower-case attribute name to its values
+# (base64 values decoded to bytes). Fails when the entry does not exist.
+proc dcEntry {dn} {
+  set out [exec ldapsearch -LLL -Q -Y GSSAPI -o ldif-wrap=no -H [dcUrl] -b $dn -s base \
+               (objectClass=*) * 2>@1]
+  set entry {}
+  foreach line [split $out \n] {
+    if {[regexp {^([A-Za-z0-9-]+)(:+) ?(.*)$} $line -> attr colons value]} {
+      if {$colons eq "::"} { set value [binary decode base64 $value] }
+      dict lappend entry [string tolower $attr] $value
+    }
+  }
+  return $entry
+}
+proc dcAttr {dn attr} {
+  set entry [dcEntry $dn]
+  expr {[dict exists $entry $attr] ? [dict get $entry $attr] : {}}
+}
+
+# The subtree of `dn` as ldapsearch prints it, operational stamps included.
+proc dcDump {dn} {
+  exec ldapsearch -LLL -Q -Y GSSAPI -o ldif-wrap=no -H [dcUrl] -b $dn -s sub (objectClass=*) \
+      * 2>@1
+}
