@@ -108,3 +108,11 @@ proc dcDump {dn} {
   exec ldapsearch -LLL -Q -Y GSSAPI -o ldif-wrap=no -H [dcUrl] -b $dn -s sub (objectClass=*) \
       * 2>@1
 }
+
+# The text form of an objectGUID as the DC stores it (the 16 bytes themselves, not a list
+# holding them): the first three groups are little-endian numbers, the last two the bytes
+# in order.
+proc guidText {bytes} {
+  binary scan $bytes iu1su1su1H4H12 a b c d e
+  format %08x-%04x-%04x-%s-%s $a $b $c $d $e
+}
