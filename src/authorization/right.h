@@ -36,6 +36,9 @@ constexpr unsigned RIGHT_TYPE_PAM = 0x2000000u;
 constexpr unsigned RIGHT_TYPE_RESTRICTED_COMMAND = 0x4000000u;
 constexpr unsigned RIGHT_TYPE_NG_COMMAND = 0x5000000u;
 
+// The top byte of the operation ID of the right `object` (RIGHT_TYPE_...), 0 when absent.
+unsigned GetRightType(const kesh::ADObject& object);
+
 // cn prefixes of rights, roles and environments.
 extern const char* const COMMAND_PREFIX;     // "pc-"
 extern const char* const PAM_PREFIX;         // "pam-"
