@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "authorization/assignment.h"
 #include "authorization/qv.h"
+#include "authorization/role.h"
 #include "directory/ldap.h"
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
@@ -163,6 +165,21 @@ TEST_F(QVStoreOnDcTest, BothVariantsAsTheDcStoresThem) {
     const std::string app = "cn=" + g + "," + am;
     const std::string sc = "cn=" + s + "," + app;
     Entries entries = Search(zone.dn(), kAttributes);
+    // The predefined rights and roles of a new store are counted here and compared one by
+    // one by the zone tests; the layout below is the rest.
+    size_t rights = 0, roles = 0;
+    for (auto it = entries.begin(); it != entries.end();) {
+      const auto& classes = it->second["objectclass"];
+      const std::string cls = classes.empty() ? "" : classes.back();
+      if (cls != "msDS-AzOperation" && cls != "msDS-AzTask") {
+        ++it;
+        continue;
+      }
+      ++(cls == "msDS-AzOperation" ? rights : roles);
+      it = entries.erase(it);
+    }
+    EXPECT_EQ(rights, version == 1 ? 14u : 13u);
+    EXPECT_EQ(roles, version == 1 ? 0u : 7u);
     struct Expected {
       std::string dn, cls;
       std::map<std::string, std::string> values;  // lower-cased names; others must be absent
@@ -244,8 +261,53 @@ TEST_F(QVStoreOnDcTest, BothVariantsAsTheDcStoresThem) {
     scopes.clear();
     store->getScopes(scopes);
     EXPECT_TRUE(scopes.empty());
-    EXPECT_EQ(Search(zone.dn(), {"cn"}).size(), std::size(expected) - 4);
+    EXPECT_EQ(Search(zone.dn(), {"cn"}).size(), std::size(expected) - 4 + rights + roles);
   }
+}
+
+// A role and an assignment in the scope of an access zone, as the DC stores them.
+TEST_F(QVStoreOnDcTest, AssignmentInAScope) {
+  if (!binding_) return;
+  kesh::ADObject zone = NewZone();
+  auto store = QVStore::Create(binding_, zone, 2);
+  auto scope = store->createAccessZoneScope("az");
+  std::shared_ptr<QVRole> role = scope->newRole("operators");
+  scope->saveRole(role);
+
+  const std::string user = "CN=Administrator,CN=Users," + Env("ZS_DC_BASE");
+  auto assignment = std::make_shared<Assignment>();
+  assignment->isNew = true;
+  assignment->principal = user;
+  assignment->ptype = AD_USER_PTYPE;
+  assignment->scope = scope;
+  assignment->setRole(*role);
+  assignment->to = 1900000000;
+  scope->createAssignment(assignment);
+
+  const std::string roles = Lower("CN=AzRoleObjectContainer-" +
+                                  kesh::LDAPBinding::RDN(scope->scopeObject->dn()).substr(3) + "," +
+                                  scope->scopeObject->dn());
+  Entries entries = Search(roles, {"objectClass", "msDS-TasksForAzRole", "msDS-MembersForAzRole",
+                                   "msDS-AzApplicationData", "displayName"});
+  entries.erase(roles);
+  ASSERT_EQ(entries.size(), 1u);
+  auto& stored = entries.begin()->second;
+  EXPECT_EQ(entries.begin()->first.rfind("cn=cra_", 0), 0u) << entries.begin()->first;
+  EXPECT_EQ(stored["objectclass"].back(), "msDS-AzRole");
+  EXPECT_EQ(Lower(stored["msds-tasksforazrole"].at(0)), Lower(role->object->dn()));
+  EXPECT_EQ(Lower(stored["msds-membersforazrole"].at(0)), Lower(user));
+  EXPECT_EQ(stored["msds-azapplicationdata"],
+            std::vector<std::string>{"from=0;to=1900000000;ptype=u"});
+  EXPECT_EQ(stored.count("displayname"), 0u);
+  // The role lives in the scope's own task container, not the zone's.
+  EXPECT_NE(Lower(role->object->dn()).find(Lower(scope->scopeObject->dn())), std::string::npos);
+
+  std::list<std::shared_ptr<Assignment>> found;
+  scope->getAllAssignments(found, nullptr);
+  ASSERT_EQ(found.size(), 1u);
+  // The name takes the fourth parent of the role as its zone: for a role of a scope that is
+  // the admin manager, one level deeper than for a zone's own roles.
+  EXPECT_EQ(found.front()->getRoleName(), "operators/Authorization");
 }
 
 }  // namespace
