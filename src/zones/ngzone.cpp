@@ -6,9 +6,13 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
+#include "authorization/assignment.h"
 #include "authorization/qv.h"
+#include "authorization/right.h"
+#include "authorization/role.h"
 #include "directory/ldap.h"
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
@@ -16,6 +20,7 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
 #include "directory/library/strings.h"
+#include "directory/principal.h"
 #include "directory/session.h"
 #include "schema/keywords.h"
 #include "schema/zschema.h"
@@ -238,10 +243,55 @@ void TreeZone::getChildren(std::list<std::shared_ptr<IZone>>& out, bool tree, bo
 // --- Reparenting ------------------------------------------------------------------------
 
 void CheckForExternalRoles(std::shared_ptr<IZone> zone) {
-  // The subtree is walked as the reference check will walk it, so that a subtree that
-  // cannot be read stops a reparenting already. The references themselves (assignments
-  // using roles, roles using rights, outside the subtree) arrive with the authorization
-  // commands; until then no zone holds any, and nothing more is to be checked.
-  std::list<std::shared_ptr<IZone>> zones;
+  // A role or right may be used by the zones below the one that holds it. Names of the
+  // subtree are lower case; the zone names read from role and right DNs are compared as
+  // written, so a zone whose cn has capitals counts as outside.
+  std::list<std::shared_ptr<IZone>> zones{zone};
   GetAllChildren(zones, zone);
+  std::set<std::string> names;
+  for (std::shared_ptr<IZone>& member : zones) names.insert(member->getZoneName());
+
+  // Every assignment of the subtree first.
+  for (std::shared_ptr<IZone>& member : zones) {
+    auto* assignments = dynamic_cast<IZoneSupportAssignment*>(member.get());
+    if (assignments == nullptr) continue;
+    std::list<std::shared_ptr<Assignment>> list;
+    assignments->getAssignments("", list);
+    for (std::shared_ptr<Assignment>& assignment : list) {
+      std::string roleName = assignment->getRoleName();
+      size_t slash = roleName.find('/');
+      if (slash == std::string::npos || names.count(roleName.substr(slash + 1)) != 0) continue;
+      // The all-users and local principals are texts, not directory objects.
+      std::string principal = assignment->principal;
+      if (principal != ALL_AD_USERS && principal != ALL_UNIX_USERS && !assignment->isLocal()) {
+        kesh::ADObject object = GetADObjectByDN(principal);
+        principal =
+            object.category() == "Group" ? GetGroupName(object) : GetUserName(object, false);
+      }
+      KESH_THROW(kesh::BadDataException, 0,
+                 "Cannot reparent zone: assignment for %s in %s refers to %s", principal.c_str(),
+                 member->getZoneName().c_str(), roleName.c_str());
+    }
+  }
+
+  // Then the rights of every role: a right's zone is the cn four levels above it.
+  for (std::shared_ptr<IZone>& member : zones) {
+    auto* roles = dynamic_cast<IZoneManageRoles*>(member.get());
+    if (roles == nullptr) continue;
+    std::list<std::shared_ptr<QVRole>> roleList;
+    roles->getRoles(roleList);
+    for (std::shared_ptr<QVRole>& role : roleList) {
+      std::list<std::shared_ptr<QVRight>> rights;
+      role->getRoleRights(rights);
+      for (std::shared_ptr<QVRight>& right : rights) {
+        std::string owner = right->object->dn();
+        for (int level = 0; level < 4; ++level) owner = kesh::DN::parent(owner);
+        owner = kesh::DN::cnFromDn(owner);
+        if (names.count(owner) != 0) continue;
+        KESH_THROW(kesh::BadDataException, 0, "Cannot reparent zone: role %s in %s refers to %s/%s",
+                   role->getName().c_str(), member->getZoneName().c_str(), right->getName().c_str(),
+                   owner.c_str());
+      }
+    }
+  }
 }

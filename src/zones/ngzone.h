@@ -107,9 +107,11 @@ class TreeZone : public NGZone,
 };
 
 // Throws kesh::BadDataException when the subtree of `zone` uses a role or right outside it,
-// which moving the subtree would leave dangling. The subtree is read (GetAllChildren), and
-// its failures pass through. Roles and assignments arrive with the authorization commands;
-// until then no zone can hold any, and a subtree that reads passes.
+// which moving the subtree would leave dangling: "Cannot reparent zone: assignment for %s
+// in %s refers to %s" (every assignment of the subtree is checked before the first role),
+// "Cannot reparent zone: role %s in %s refers to %s/%s". A zone is inside when its name is
+// one of the subtree's lower-case zone names. The subtree is read (GetAllChildren), and its
+// failures pass through.
 void CheckForExternalRoles(std::shared_ptr<IZone> zone);
 
 #endif  // ZONESMITH_ZONES_NGZONE_H_
