@@ -4,13 +4,19 @@
 
 #include <cctype>
 #include <cstdio>
+#include <list>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "authorization/right.h"
+#include "authorization/zone_qv.h"
 #include "directory/library/exceptions.h"
+#include "directory/library/strings.h"
+#include "directory/session.h"
 #include "script/context.h"
 #include "script/cpptcl.h"
+#include "zones/ngzone.h"
 
 namespace {
 
@@ -94,6 +100,35 @@ bool CheckFieldEnabled(const std::string& value, const std::string& field) {
              "Invalid value for field \"%s\". Please use 1/y/yes/true to enable, and "
              "0/n/no/false to disable. Case is insensitive.",
              field.c_str());
+}
+
+std::shared_ptr<PamApp> GetPamApp(const std::string& name) {
+  if (name.empty()) KESH_THROW(kesh::BadDataException, 0, "Pam app name cannot be empty");
+  IZoneManageRights* rights = GetCurrentZone<IZoneManageRights>();
+  try {
+    std::shared_ptr<PamApp> app = std::dynamic_pointer_cast<PamApp>(
+        rights->findRight(std::string(PAM_PREFIX) + kesh::trimWhiteSpace(name)));
+    if (app) return app;
+  } catch (const kesh::NotFoundException&) {
+    // Not stored under that cn: a classic right is looked up by its application below.
+  }
+  if (TestCurrentZone<NGZone>()) KESH_THROW(kesh::NotFoundException, 0, "Pam app not found");
+
+  // A classic PAM right's cn is a GUID: find it by its application among the zone's rights.
+  const size_t slash = name.find('/');
+  const std::string application = name.substr(0, slash);
+  if (slash != std::string::npos) {
+    const std::string zone = name.substr(slash + 1, name.find('/', slash + 1) - slash - 1);
+    if (kesh::lower(zone) != GetCurrentZone<IZone>()->getZoneName()) {
+      KESH_THROW(kesh::BadDataException, 2, "zone name does not match with current zone");
+    }
+  }
+  std::list<std::shared_ptr<PamApp>> apps;
+  rights->listPamApps(apps);
+  for (const std::shared_ptr<PamApp>& app : apps) {
+    if (app->getName() == application) return app;
+  }
+  KESH_THROW(kesh::NotFoundException, 0, "Pam app not found");
 }
 
 void TestV(const std::string&, const Tcl::object& args) {

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <initializer_list>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +17,7 @@
 namespace Tcl {
 class object;
 }
+class PamApp;
 
 // One switch of a command.
 struct SwitchDef {
@@ -68,6 +70,14 @@ bool AreYouSure(const std::string& what);
 // The value of an on/off field: "1", "y", "yes", "true" answer true, "0", "n", "no", "false"
 // answer false, in any case. Anything else throws kesh::BadDataException naming `field`.
 bool CheckFieldEnabled(const std::string& value, const std::string& field);
+
+// The PAM right `name` ("<app>" or "<app>/<zone>") of the current zone, which must manage
+// rights ("Wrong zone type"). A hierarchical zone looks up the cn "pam-" + the trimmed name,
+// in the named zone or an ancestor; a classic zone also takes the right whose application is
+// <app>, and <zone> (any case) must then name the current zone (kesh::BadDataException with
+// result code 2 "zone name does not match with current zone"). Throws kesh::BadDataException
+// "Pam app name cannot be empty" and kesh::NotFoundException "Pam app not found".
+std::shared_ptr<PamApp> GetPamApp(const std::string& name);
 
 // Writes the number of elements of `args`, then each element, one a line, to standard output.
 void TestV(const std::string& first, const Tcl::object& args);
