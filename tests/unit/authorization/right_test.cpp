@@ -490,6 +490,8 @@ TEST_F(RightTest, RestrictedEnvironmentsHoldTheirCommands) {
   auto cat = SavedRSCommand(*store, env, "cat");
   EXPECT_EQ(ls->rsEnv, env);
 
+  ls->cmd = "ls -a";  // an update does not link the command again
+  store->saveRestrictCommand(ls);
   const std::string envDn = env->object->dn();
   EXPECT_EQ(Values(Read(envDn), AZ_TASK_OPS).size(), 2u);
   for (auto& c : {ls, cat}) EXPECT_TRUE(HasValue(Read(envDn), AZ_TASK_OPS, c->object->dn()));
