@@ -98,18 +98,59 @@ bool HasVisibleRole(const Assignment& assignment) {
   return visible;
 }
 
-// The name of the directory principal `dn`: sam@domain of a group, else the user's name.
-// Throws LDAPException when the principal cannot be read.
-std::string PrincipalName(const std::string& dn, bool upn, bool* isGroup) {
-  kesh::ADObject object = GetADObjectByDN(dn);
+// Directory principals of a listing, read ahead with few directory calls
+// (PrefetchObjectsByDn); lower-cased DN -> object.
+using Principals = std::map<std::string, kesh::ADObject>;
+
+// The name of the directory principal `dn`: sam@domain of a group, else the user's name. A
+// principal that was not read ahead is read now; throws LDAPException when it cannot be
+// read.
+std::string PrincipalName(const std::string& dn, bool upn, const Principals& principals,
+                          bool* isGroup) {
+  auto ahead = principals.find(kesh::lower(dn));
+  kesh::ADObject object = ahead != principals.end() ? ahead->second : GetADObjectByDN(dn);
   object = LookupForeignUser(object);
   *isGroup = object.category() == kGroupCategory;
   return *isGroup ? GetGroupName(object) : GetUserName(object, upn);
 }
 
+// Whether the principal of a valid assignment is a directory object (not all users, not a
+// local principal).
+bool InDirectory(const Assignment& assignment) {
+  const std::string& ptype = assignment.ptype;
+  return ptype != ALL_AD_USERS_PTYPE && ptype != ALL_LOCAL_USERS_PTYPE &&
+         ptype != LOCAL_USER_PTYPE && ptype != LOCAL_GROUP_PTYPE && !assignment.isLocal();
+}
+
+// The listing line of an assignment (see assignment_func.h).
+std::string DisplayLine(const Assignment& assignment, bool upn, const Principals& principals) {
+  std::string line = BrokenText(assignment);
+  if (!IsValid(assignment)) return line;
+  try {
+    std::string name;
+    if (assignment.ptype == ALL_AD_USERS_PTYPE) {
+      name = ALL_AD_USERS;
+    } else if (assignment.ptype == ALL_LOCAL_USERS_PTYPE) {
+      name = ALL_UNIX_USERS;
+    } else if (assignment.isLocal()) {
+      name = assignment.principal;
+    } else {
+      bool isGroup = false;
+      name = PrincipalName(assignment.principal, upn, principals, &isGroup);
+    }
+    line = name + ": " + assignment.getRoleName();
+    if (assignment.from != 0) line += " from:" + kesh::strtime(&assignment.from);
+    if (assignment.to != 0) line += " to:" + kesh::strtime(&assignment.to);
+  } catch (const LDAPException&) {
+    // A principal that cannot be read leaves the line of a broken assignment.
+  }
+  return line;
+}
+
 // The listing text of one assignment, "<principal>/<role>/<zone>", "!<cn>", or "" when the
 // selection leaves it out. kesh::NotFoundException of the principal's lookup passes.
-std::string ListingText(const Assignment& assignment, const Selection& selection) {
+std::string ListingText(const Assignment& assignment, const Selection& selection,
+                        const Principals& principals) {
   if (!IsValid(assignment)) return selection.invalid ? BrokenText(assignment) : "";
   const std::string role = "/" + assignment.getRoleName();
   const std::string& ptype = assignment.ptype;
@@ -120,7 +161,7 @@ std::string ListingText(const Assignment& assignment, const Selection& selection
   if (ptype == LOCAL_GROUP_PTYPE) return selection.groups ? assignment.principal + role : "";
   try {
     bool isGroup = false;
-    std::string name = PrincipalName(assignment.principal, selection.upn, &isGroup);
+    std::string name = PrincipalName(assignment.principal, selection.upn, principals, &isGroup);
     return (isGroup ? selection.groups : selection.users) ? name + role : "";
   } catch (const LDAPException&) {
     return selection.invalid ? BrokenText(assignment) : "";
@@ -135,6 +176,15 @@ std::vector<std::string> WalkAssignments(const Tcl::object& args, bool display) 
   Selection selection = ParseSelection(args);
   std::list<std::shared_ptr<Assignment>> assignments;
   GetCurrentZone<IZoneSupportAssignment>()->getAssignments("", assignments);
+  std::vector<std::string> dns;
+  for (std::shared_ptr<Assignment>& assignment : assignments) {
+    if (IsValid(*assignment) && InDirectory(*assignment)) dns.push_back(assignment->principal);
+  }
+  // What naming a principal reads of it: its class and category, the names, the SID.
+  static const char* const kNameAttributes[] = {
+      AD_OBJECT_CLASS,        AD_OBJECT_CATEGORY,    AD_OBJECT_SID, AD_SAM_ACCOUNT_NAME,
+      AD_USER_PRINCIPAL_NAME, AD_DISTINGUISHED_NAME, nullptr};
+  const Principals principals = PrefetchObjectsByDn(dns, kNameAttributes);
 
   std::vector<std::string> texts;
   std::set<std::string> missing;
@@ -142,7 +192,7 @@ std::vector<std::string> WalkAssignments(const Tcl::object& args, bool display) 
     if (selection.visible && !HasVisibleRole(*assignment)) continue;
     std::string text;
     try {
-      text = ListingText(*assignment, selection);
+      text = ListingText(*assignment, selection, principals);
     } catch (const kesh::NotFoundException& e) {
       if (!display) throw;
       missing.insert(e.what());
@@ -150,7 +200,7 @@ std::vector<std::string> WalkAssignments(const Tcl::object& args, bool display) 
     }
     if (text.empty()) continue;
     if (display) {
-      DisplayAssignment(assignment, selection.upn);
+      WriteStdout(DisplayLine(*assignment, selection.upn, principals) + "\n");
     } else {
       texts.push_back(text);
     }
@@ -182,28 +232,7 @@ long ParseTime(const std::string& field, const std::string& value) {
 }  // namespace
 
 void DisplayAssignment(const std::shared_ptr<Assignment>& assignment, bool upn) {
-  std::string line = BrokenText(*assignment);
-  if (IsValid(*assignment)) {
-    try {
-      std::string name;
-      if (assignment->ptype == ALL_AD_USERS_PTYPE) {
-        name = ALL_AD_USERS;
-      } else if (assignment->ptype == ALL_LOCAL_USERS_PTYPE) {
-        name = ALL_UNIX_USERS;
-      } else if (assignment->isLocal()) {
-        name = assignment->principal;
-      } else {
-        bool isGroup = false;
-        name = PrincipalName(assignment->principal, upn, &isGroup);
-      }
-      line = name + ": " + assignment->getRoleName();
-      if (assignment->from != 0) line += " from:" + kesh::strtime(&assignment->from);
-      if (assignment->to != 0) line += " to:" + kesh::strtime(&assignment->to);
-    } catch (const LDAPException&) {
-      // A principal that cannot be read leaves the line of a broken assignment.
-    }
-  }
-  WriteStdout(line + "\n");
+  WriteStdout(DisplayLine(*assignment, upn, Principals()) + "\n");
 }
 
 void NewRoleAssignment(const std::string& principal) {

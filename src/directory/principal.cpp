@@ -340,3 +340,39 @@ std::map<std::string, kesh::ADObject> PrefetchPrincipalsBySid(const std::vector<
   }
   return found;
 }
+
+std::map<std::string, kesh::ADObject> PrefetchObjectsByDn(const std::vector<std::string>& dns,
+                                                          const char* const* attrs) {
+  // The DNs of each bound domain; a DN without binding is left to GetADObjectByDN.
+  std::map<MyBinding*, std::pair<std::shared_ptr<MyBinding>, std::vector<std::string>>> byBinding;
+  for (const std::string& dn : dns) {
+    try {
+      std::shared_ptr<MyBinding> binding = GetBindingForDN(dn);
+      auto& entry = byBinding[binding.get()];
+      entry.first = binding;
+      entry.second.push_back(dn);
+    } catch (const kesh::NotFoundException&) {
+    }
+  }
+  std::map<std::string, kesh::ADObject> found;
+  for (auto& domain : byBinding) {
+    std::shared_ptr<MyBinding>& binding = domain.second.first;
+    std::vector<std::string>& mine = domain.second.second;
+    for (size_t start = 0; start < mine.size(); start += MyBinding::PAGE_SIZE) {
+      std::string filter = "(|";
+      const size_t end = std::min(mine.size(), start + MyBinding::PAGE_SIZE);
+      for (size_t i = start; i < end; ++i) {
+        filter += "(distinguishedName=" + kesh::DN::escapeLDAPFilter(mine[i]) + ")";
+      }
+      filter += ")";
+      try {
+        for (kesh::ADObject& object : binding->search(filter, "", attrs, kesh::SCOPE_SUB, 0)) {
+          found[kesh::lower(object.dn())] = object;
+        }
+      } catch (const LDAPException&) {
+        // The batch is read object by object by the caller, which reports each failure.
+      }
+    }
+  }
+  return found;
+}

@@ -200,6 +200,35 @@ TEST_F(PrincipalTest, PrefetchBySidAnswersInBatches) {
   EXPECT_EQ(memtest::OperationsOf([&] { EXPECT_TRUE(PrefetchPrincipalsBySid(many).empty()); }), 3u);
 }
 
+TEST_F(PrincipalTest, PrefetchObjectsByDnBatchesEachBoundDomain) {
+  Bind("example.test");
+  Bind("other.test");
+  const std::vector<std::string> dns = {
+      "CN=Alice Able,CN=Users,DC=example,DC=test", "cn=domain admins,cn=users,dc=example,dc=test",
+      "CN=Olivia Olsen,CN=Users,DC=other,DC=test",
+      "CN=Nobody,CN=Users,DC=example,DC=test",  // not in the directory
+      "CN=Somebody,DC=unbound,DC=test"};        // a domain nobody binds
+  static const char* const kAttrs[] = {AD_SAM_ACCOUNT_NAME, AD_OBJECT_CATEGORY, nullptr};
+  std::map<std::string, kesh::ADObject> found;
+  EXPECT_EQ(memtest::OperationsOf([&] { found = PrefetchObjectsByDn(dns, kAttrs); }), 2u);
+  std::vector<std::string> keys;
+  for (const auto& entry : found) keys.push_back(entry.first);
+  EXPECT_EQ(keys, (std::vector<std::string>{"cn=alice able,cn=users,dc=example,dc=test",
+                                            "cn=domain admins,cn=users,dc=example,dc=test",
+                                            "cn=olivia olsen,cn=users,dc=other,dc=test"}));
+  for (auto& entry : found) {
+    kesh::ADObject alone = GetADObjectByDN(entry.first);
+    EXPECT_EQ(entry.second.firstValue(AD_SAM_ACCOUNT_NAME), alone.firstValue(AD_SAM_ACCOUNT_NAME));
+    EXPECT_EQ(entry.second.category(), alone.category());
+  }
+
+  // 250 DNs of one domain: three batches.
+  std::vector<std::string> many;
+  for (int i = 0; i < 250; ++i) many.push_back("CN=u" + std::to_string(i) + ",DC=example,DC=test");
+  EXPECT_EQ(memtest::OperationsOf([&] { EXPECT_TRUE(PrefetchObjectsByDn(many, kAttrs).empty()); }),
+            3u);
+}
+
 TEST_F(PrincipalTest, InternalGetObjectBySidAnswersEmpty) {
   auto binding = Bind("example.test");
   kesh::SID none(std::string(kExampleSid) + "-9999");
