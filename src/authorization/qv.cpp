@@ -22,15 +22,15 @@ const char* const QV_APPLICATION_DESCRIPTION =
 const char* const QV_CONTAINER_VERSION_MARKER = "$KeshQVContainerVersion";
 const char* const COMPUTER_ZONE_SCOPE_MARKER = "$KeshComputerZone1";
 const char* const ACCESS_ZONE_SCOPE_MARKER = "$KeshAccessZone1";
+const char* const AZ_GROUP_CONTAINER_PREFIX = "AzGroupObjectContainer-";
+const char* const AZ_OPERATION_CONTAINER_PREFIX = "AzOpObjectContainer-";
+const char* const AZ_ROLE_CONTAINER_PREFIX = "AzRoleObjectContainer-";
+const char* const AZ_TASK_CONTAINER_PREFIX = "AzTaskObjectContainer-";
 
 namespace {
 
 const char kAdminManagerName[] = "Authorization";
 const char kContainerClass[] = "container";
-const char kGroupContainerPrefix[] = "AzGroupObjectContainer-";
-const char kOperationContainerPrefix[] = "AzOpObjectContainer-";
-const char kRoleContainerPrefix[] = "AzRoleObjectContainer-";
-const char kTaskContainerPrefix[] = "AzTaskObjectContainer-";
 const char kMachineScopeDescription[] =
     "AzMan scope created by Norvane ZoneSmith extension, mapped to Norvane computer: ";
 const char kSmartRefreshPrefix[] = "smartrefresh:";
@@ -53,6 +53,11 @@ kesh::AttrList ScopeAttributes() {
 }
 
 }  // namespace
+
+std::string AzContainerDn(const kesh::ADObject& owner, const char* prefix) {
+  const std::string cn = kesh::DN::unescapeDNString(kesh::DN::cnFromDn(owner.dn()));
+  return kesh::LDAPBinding::createChild(owner.dn(), prefix + cn, kRdnType).dn();
+}
 
 const char* const* QVRoleAttributes() {
   static const std::vector<const char*> attrs = {AZ_APP_DATA,     AD_CN,           AD_DESCRIPTION,
@@ -100,11 +105,12 @@ std::shared_ptr<QVStore> QVStore::Create(std::shared_ptr<MyBinding> binding, kes
   application[AD_OBJECT_CLASS] = AZ_CLASS_APPLICATION;
   application[AZ_APP_NAME] = QV_APPLICATION_NAME;
   application[AZ_APP_VERSION] = QV_CONTAINER_VERSION_MARKER + std::to_string(version);
-  kesh::ADObject storeGroups = NewContainer(adminManager, kGroupContainerPrefix, kAdminManagerName);
-  kesh::ADObject groups = NewContainer(application, kGroupContainerPrefix, g);
-  kesh::ADObject operations = NewContainer(application, kOperationContainerPrefix, g);
-  kesh::ADObject roles = NewContainer(application, kRoleContainerPrefix, g);
-  kesh::ADObject tasks = NewContainer(application, kTaskContainerPrefix, g);
+  kesh::ADObject storeGroups =
+      NewContainer(adminManager, AZ_GROUP_CONTAINER_PREFIX, kAdminManagerName);
+  kesh::ADObject groups = NewContainer(application, AZ_GROUP_CONTAINER_PREFIX, g);
+  kesh::ADObject operations = NewContainer(application, AZ_OPERATION_CONTAINER_PREFIX, g);
+  kesh::ADObject roles = NewContainer(application, AZ_ROLE_CONTAINER_PREFIX, g);
+  kesh::ADObject tasks = NewContainer(application, AZ_TASK_CONTAINER_PREFIX, g);
 
   std::shared_ptr<QVStore> store = NewStore(version);
 
@@ -180,7 +186,8 @@ kesh::ADObject QVStore::createScope(const std::string& name, const std::string& 
   if (!displayName.empty()) scope[AD_DISPLAY_NAME] = displayName;
   if (!description.empty()) scope[AD_DESCRIPTION] = description;
   binding->add(scope);
-  for (const char* prefix : {kGroupContainerPrefix, kRoleContainerPrefix, kTaskContainerPrefix}) {
+  for (const char* prefix :
+       {AZ_GROUP_CONTAINER_PREFIX, AZ_ROLE_CONTAINER_PREFIX, AZ_TASK_CONTAINER_PREFIX}) {
     kesh::ADObject container = NewContainer(scope, prefix, s);
     binding->add(container);
   }
@@ -231,21 +238,15 @@ std::shared_ptr<QVStore> QVStore::storeFromDN(const std::string& dn) {
 }
 
 std::string QVStore::operationContainerDn() const {
-  return kesh::LDAPBinding::createChild(*application, kOperationContainerPrefix + applicationCn,
-                                        kRdnType)
-      .dn();
+  return AzContainerDn(*application, AZ_OPERATION_CONTAINER_PREFIX);
 }
 
 std::string QVStore::roleContainerDn() const {
-  return kesh::LDAPBinding::createChild(*application, kRoleContainerPrefix + applicationCn,
-                                        kRdnType)
-      .dn();
+  return AzContainerDn(*application, AZ_ROLE_CONTAINER_PREFIX);
 }
 
 std::string QVStore::taskContainerDn() const {
-  return kesh::LDAPBinding::createChild(*application, kTaskContainerPrefix + applicationCn,
-                                        kRdnType)
-      .dn();
+  return AzContainerDn(*application, AZ_TASK_CONTAINER_PREFIX);
 }
 
 // --- QVClassicStore -----------------------------------------------------------------------

@@ -56,6 +56,14 @@ class RestrictCommand;
 class QVRole;
 class Assignment;
 
+// The containers below an application or a scope are named by a prefix and the owner's cn.
+extern const char* const AZ_GROUP_CONTAINER_PREFIX;      // "AzGroupObjectContainer-"
+extern const char* const AZ_OPERATION_CONTAINER_PREFIX;  // "AzOpObjectContainer-"
+extern const char* const AZ_ROLE_CONTAINER_PREFIX;       // "AzRoleObjectContainer-"
+extern const char* const AZ_TASK_CONTAINER_PREFIX;       // "AzTaskObjectContainer-"
+// The DN of the container `prefix` + the cn of `owner` below `owner`.
+std::string AzContainerDn(const kesh::ADObject& owner, const char* prefix);
+
 // The attributes that role reads ask for (data, cn, description, the task links, the role
 // flag, the times), built once.
 const char* const* QVRoleAttributes();

@@ -17,9 +17,6 @@
 namespace {
 
 const char kRdnType[] = "cn";
-const char kRoleContainerPrefix[] = "AzRoleObjectContainer-";
-const char kTaskContainerPrefix[] = "AzTaskObjectContainer-";
-const char kOperationContainerPrefix[] = "AzOpObjectContainer-";
 const char kAssignmentPrefix[] = "CRA_";
 // displayName of the all-users assignments of a hierarchical store.
 const char kAllAdDisplayName[] = "allAD";
@@ -27,16 +24,6 @@ const char kAllUnixDisplayName[] = "allUnix";
 // The ptype text that the search for the all-users assignments looks for in the data.
 const char kAllAdDataFilter[] = "(msDS-AzApplicationData=*ptype=a*)";
 const char kAllUnixDataFilter[] = "(msDS-AzApplicationData=*ptype=x*)";
-
-// The cn of the scope object, unescaped: the suffix of its containers' names.
-std::string ScopeCn(const kesh::ADObject& scopeObject) {
-  return kesh::DN::unescapeDNString(kesh::DN::cnFromDn(scopeObject.dn()));
-}
-
-std::string ContainerDn(const kesh::ADObject& scopeObject, const char* prefix) {
-  kesh::ADObject parent = scopeObject;
-  return kesh::LDAPBinding::createChild(parent, prefix + ScopeCn(scopeObject), kRdnType).dn();
-}
 
 bool SameForest(MyBinding& a, MyBinding& b) {
   return kesh::lower(a.getForest()) == kesh::lower(b.getForest());
@@ -91,12 +78,37 @@ bool RoleUnchanged(const Assignment& assignment, const std::string& upperRoleDn)
   KESH_THROW(kesh::BadDataException, 0, "Role assignment already exists");
 }
 
+// The filter of the assignments whose member value is `member`.
+std::string MemberFilter(const std::string& member) {
+  return std::string("(") + AZ_ROLE_MEMBERS + "=" + kesh::DN::escapeLDAPFilter(member) + ")";
+}
+
+// The assignments that `filter` finds one level below the role container of `scope`.
+void SearchAssignments(QVScope& scope, const std::string& filter,
+                       std::list<std::shared_ptr<Assignment>>& out) {
+  kesh::ADObjectList found =
+      scope.binding->search(filter, scope.roleContainerDn(), nullptr, kesh::SCOPE_ONE, 0);
+  scope.loadAssignments(out, found, nullptr);
+}
+
+// An assignment read from `object` of `scope`, with what both variants read alike: the
+// principal and the role; the variant parses the data.
+std::shared_ptr<Assignment> StoredAssignment(QVScope& scope, kesh::ADObject& object) {
+  auto assignment = std::make_shared<Assignment>();
+  assignment->isNew = false;
+  assignment->object = std::make_shared<kesh::ADObject>(object);
+  assignment->principal = object.firstValue(AZ_ROLE_MEMBERS);
+  assignment->roleDn = object.firstValue(AZ_ROLE_TASKS);
+  assignment->scope = scope.shared_from_this();
+  return assignment;
+}
+
 }  // namespace
 
 // --- QVScope ---------------------------------------------------------------------------
 
 std::string QVScope::roleContainerDn() const {
-  return ContainerDn(*scopeObject, kRoleContainerPrefix);
+  return AzContainerDn(*scopeObject, AZ_ROLE_CONTAINER_PREFIX);
 }
 
 void QVScope::loadAssignments(std::list<std::shared_ptr<Assignment>>& out,
@@ -168,15 +180,15 @@ void QVScope::delegateRight(const std::string& right, const std::string& princip
     binding->update(object, MyBinding::UPDATE_REPLACE);
   };
   auto container = [&](const char* prefix) {
-    return binding->fetch(ContainerDn(*scopeObject, prefix), nullptr, AD_ALL_OBJECTS);
+    return binding->fetch(AzContainerDn(*scopeObject, prefix), nullptr, AD_ALL_OBJECTS);
   };
 
   kesh::ADObject& adminManager = *store->adminManager;
   kesh::ADObject& application = *scopeObject;
   if (right == "manage_roles_and_rights") {
-    kesh::ADObject tasks = container(kTaskContainerPrefix);
+    kesh::ADObject tasks = container(AZ_TASK_CONTAINER_PREFIX);
     grant(tasks, "manage_roles");
-    kesh::ADObject operations = container(kOperationContainerPrefix);
+    kesh::ADObject operations = container(AZ_OPERATION_CONTAINER_PREFIX);
     grant(operations, "manage_rights");
     grant(adminManager, "manage_qvstore");
   } else if (right == "manage_role_assignments") {
@@ -229,20 +241,11 @@ void QVClassicScope::createAssignment(std::shared_ptr<Assignment>& assignment) {
 
 void QVClassicScope::getAssignments(const std::string& name,
                                     std::list<std::shared_ptr<Assignment>>& out) {
-  const std::string filter =
-      std::string("(") + AZ_ROLE_MEMBERS + "=" + kesh::DN::escapeLDAPFilter(name) + ")";
-  kesh::ADObjectList found =
-      binding->search(filter, roleContainerDn(), nullptr, kesh::SCOPE_ONE, 0);
-  loadAssignments(out, found, nullptr);
+  SearchAssignments(*this, MemberFilter(name), out);
 }
 
 std::shared_ptr<Assignment> QVClassicScope::getAssignmentByADObject(kesh::ADObject& object) {
-  auto assignment = std::make_shared<Assignment>();
-  assignment->isNew = false;
-  assignment->object = std::make_shared<kesh::ADObject>(object);
-  assignment->principal = object.firstValue(AZ_ROLE_MEMBERS);
-  assignment->roleDn = object.firstValue(AZ_ROLE_TASKS);
-  assignment->scope = shared_from_this();
+  std::shared_ptr<Assignment> assignment = StoredAssignment(*this, object);
   sam::SamParser::ParseV1AssignmentData(object.firstValue(AZ_APP_DATA), assignment->from,
                                         assignment->to);
   return assignment;
@@ -313,20 +316,13 @@ void QVNGScope::getAssignments(const std::string& name,
   } else if (IsLocalPrincipal(name)) {
     filter = std::string("(") + AD_DISPLAY_NAME + "=" + kesh::DN::escapeLDAPFilter(name) + ")";
   } else {
-    filter = std::string("(") + AZ_ROLE_MEMBERS + "=" + kesh::DN::escapeLDAPFilter(name) + ")";
+    filter = MemberFilter(name);
   }
-  kesh::ADObjectList found =
-      binding->search(filter, roleContainerDn(), nullptr, kesh::SCOPE_ONE, 0);
-  loadAssignments(out, found, nullptr);
+  SearchAssignments(*this, filter, out);
 }
 
 std::shared_ptr<Assignment> QVNGScope::getAssignmentByADObject(kesh::ADObject& object) {
-  auto assignment = std::make_shared<Assignment>();
-  assignment->isNew = false;
-  assignment->object = std::make_shared<kesh::ADObject>(object);
-  assignment->principal = object.firstValue(AZ_ROLE_MEMBERS);
-  assignment->roleDn = object.firstValue(AZ_ROLE_TASKS);
-  assignment->scope = shared_from_this();
+  std::shared_ptr<Assignment> assignment = StoredAssignment(*this, object);
   sam::SamParser::ParseV2AssignmentData(object.firstValue(AZ_APP_DATA), assignment->from,
                                         assignment->to, assignment->ptype);
   const std::string& ptype = assignment->ptype;

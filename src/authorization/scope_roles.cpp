@@ -11,23 +11,12 @@
 
 namespace {
 
-const char kTaskContainerPrefix[] = "AzTaskObjectContainer-";
 const char kRdnType[] = "cn";
-
-// The cn of `object`, or the value of its first RDN when the cn was not read.
-std::string CnOf(const kesh::ADObject& object) {
-  std::string cn = object.firstValue(AD_CN);
-  if (!cn.empty()) return cn;
-  const std::string rdn = kesh::LDAPBinding::RDN(object.dn());
-  return rdn.substr(rdn.find('=') + 1);
-}
 
 }  // namespace
 
 std::string QVScope::taskContainerDn() const {
-  return kesh::LDAPBinding::createChild(*scopeObject, kTaskContainerPrefix + CnOf(*scopeObject),
-                                        kRdnType)
-      .dn();
+  return AzContainerDn(*scopeObject, AZ_TASK_CONTAINER_PREFIX);
 }
 
 std::shared_ptr<QVRole> QVScope::newRole(const std::string& name) {
