@@ -31,21 +31,7 @@ MEMORY_COUNT=${MEMORY_COUNT:-20}
 TOOL_RATIO_MIN=10
 FLOOR_RATIO_MAX=3
 
-dcdir=${ZS_DC_DIR:-}
-own_dc=
-if [ -z "$dcdir" ]; then
-  dcdir=$(mktemp -d "${TMPDIR:-/tmp}/zonesmith-bench.XXXXXX")
-  own_dc=1
-fi
-[ -n "$own_dc" ] && scripts/local-dc start "$dcdir" >&2
-eval "$(scripts/local-dc env "$dcdir")"
-# Under the sanitizer build the library's interpreters keep the sanitizer runtimes in front of
-# the wrappers (with-dc put them there); the tools run with the wrappers alone.
-zs_preload=${LD_PRELOAD:-}
-if [ -n "${ZS_CHILD_PRELOAD:-}" ]; then export LD_PRELOAD="$ZS_CHILD_PRELOAD"; fi
-
-url="ldap://$ZS_DC_HOST"
-domain=$ZS_DC_DOMAIN
+. bench/rig.sh
 ou="OU=zsprov-$$,$ZS_DC_BASE"
 prov="CN=prov,$ou"
 floor="CN=floor,$ou"
@@ -54,30 +40,11 @@ prefix="zv$$n"
 toolprefix="zt$$n"
 work=$(mktemp -d "${TMPDIR:-/tmp}/zonesmith-provision.XXXXXX")
 
-cleanup() {
-  ldapdelete -Q -Y GSSAPI -H "$url" -r "$ou" >/dev/null 2>&1 || true
-  rm -rf "$work"
-  if [ -n "$own_dc" ]; then
-    "$root/scripts/local-dc" stop "$dcdir" >/dev/null 2>&1 || true
-    rm -rf "$dcdir"
-  fi
-}
-trap cleanup EXIT
+trap rig_cleanup EXIT
 trap 'exit 130' INT TERM
 
-now() { date +%s%N; }
 # Milliseconds per item from a nanosecond span and a count.
 per() { awk -v ns="$1" -v n="$2" 'BEGIN { printf "%.2f", ns / n / 1e6 }'; }
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.1f", a / b }'; }
-failed=0
-# check NAME VALUE OP BOUND: VALUE must be OP (<= or >=) BOUND.
-check() {
-  if ! awk -v v="$2" -v b="$4" -v op="$3" 'BEGIN { exit !(op == "<=" ? v <= b : v >= b) }'; then
-    echo "  bound missed: $1 $2, must be $3 $4"
-    failed=1
-  fi
-}
-zs_tcl() { ZS_LIB="$build/libzonesmith.so.0" LD_PRELOAD="$zs_preload" tclsh "$@"; }
 
 # The directory users and the two zones; not timed.
 {

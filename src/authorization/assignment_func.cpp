@@ -180,10 +180,9 @@ std::vector<std::string> WalkAssignments(const Tcl::object& args, bool display) 
   for (std::shared_ptr<Assignment>& assignment : assignments) {
     if (IsValid(*assignment) && InDirectory(*assignment)) dns.push_back(assignment->principal);
   }
-  // What naming a principal reads of it: its class and category, the names, the SID.
-  static const char* const kNameAttributes[] = {
-      AD_OBJECT_CLASS,        AD_OBJECT_CATEGORY,    AD_OBJECT_SID, AD_SAM_ACCOUNT_NAME,
-      AD_USER_PRINCIPAL_NAME, AD_DISTINGUISHED_NAME, nullptr};
+  // What naming a principal reads of it: its category and its names.
+  static const char* const kNameAttributes[] = {AD_OBJECT_CATEGORY, AD_SAM_ACCOUNT_NAME,
+                                                AD_USER_PRINCIPAL_NAME, nullptr};
   const Principals principals = PrefetchObjectsByDn(dns, kNameAttributes);
 
   std::vector<std::string> texts;

@@ -341,6 +341,11 @@ std::map<std::string, kesh::ADObject> PrefetchPrincipalsBySid(const std::vector<
   return found;
 }
 
+// DNs per search of PrefetchObjectsByDn. A paged search of an alternative of DNs costs the
+// directory more than linearly in their number (a Samba DC: 100 DNs take about 9 times as
+// long as 25), so the batches are small.
+constexpr size_t kDnBatch = 25;
+
 std::map<std::string, kesh::ADObject> PrefetchObjectsByDn(const std::vector<std::string>& dns,
                                                           const char* const* attrs) {
   // The DNs of each bound domain; a DN without binding is left to GetADObjectByDN.
@@ -358,9 +363,9 @@ std::map<std::string, kesh::ADObject> PrefetchObjectsByDn(const std::vector<std:
   for (auto& domain : byBinding) {
     std::shared_ptr<MyBinding>& binding = domain.second.first;
     std::vector<std::string>& mine = domain.second.second;
-    for (size_t start = 0; start < mine.size(); start += MyBinding::PAGE_SIZE) {
+    for (size_t start = 0; start < mine.size(); start += kDnBatch) {
       std::string filter = "(|";
-      const size_t end = std::min(mine.size(), start + MyBinding::PAGE_SIZE);
+      const size_t end = std::min(mine.size(), start + kDnBatch);
       for (size_t i = start; i < end; ++i) {
         filter += "(distinguishedName=" + kesh::DN::escapeLDAPFilter(mine[i]) + ")";
       }

@@ -53,8 +53,8 @@ std::vector<kesh::SID> GetUserSids(const kesh::ADObject& user);
 // answers is what GetPrincipalBySid would answer. Directory failures pass through.
 std::map<std::string, kesh::ADObject> PrefetchPrincipalsBySid(const std::vector<kesh::SID>& sids);
 // Reads many objects by DN with few directory calls, for listings: the DNs of each bound
-// domain are searched by distinguishedName in batches (one filter per batch of up to
-// MyBinding::PAGE_SIZE DNs), with the attributes `attrs` (null-terminated; null for all).
+// domain are searched by distinguishedName in batches (one filter per batch of up to 25
+// DNs), with the attributes `attrs` (null-terminated; null for all).
 // Answers lower-cased DN -> object for every DN found so. What it does not answer (a DN of a
 // domain without binding, not found, or of a batch the directory refused) is for
 // GetADObjectByDN, which then reports it as it would.
