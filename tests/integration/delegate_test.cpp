@@ -18,6 +18,7 @@
 #include "directory/ldap.h"
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
+#include "directory/library/strings.h"
 #include "directory/session.h"
 #include "samba_target.h"
 
@@ -27,11 +28,6 @@ namespace {
 SambaTarget& Dc() {
   static SambaTarget target;
   return target;
-}
-
-std::string Lower(std::string s) {
-  for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
-  return s;
 }
 
 // The descriptor of `dn` as SDDL, as samba-tool writes it (its last line of output).
@@ -69,8 +65,8 @@ std::string Canonical(const std::string& ace) {
     for (const std::string& p : pairs) joined += p;
     return joined;
   };
-  return fields[0] + ";" + codes(fields[1]) + ";" + codes(fields[2]) + ";" + Lower(fields[3]) +
-         ";" + Lower(fields[4]) + ";" + fields[5];
+  return fields[0] + ";" + codes(fields[1]) + ";" + codes(fields[2]) + ";" +
+         kesh::lower(fields[3]) + ";" + kesh::lower(fields[4]) + ";" + fields[5];
 }
 
 // The explicit ACEs of an SDDL text, canonical.

@@ -18,6 +18,7 @@
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
 #include "directory/library/sam_parser.h"
+#include "directory/library/strings.h"
 #include "directory/session.h"
 #include "samba_target.h"
 
@@ -27,11 +28,6 @@ namespace {
 SambaTarget& Dc() {
   static SambaTarget target;
   return target;
-}
-
-std::string Lower(std::string s) {
-  for (char& c : s) c = char(std::tolower(static_cast<unsigned char>(c)));
-  return s;
 }
 
 std::string DecodeBase64(const std::string& text) {
@@ -74,13 +70,13 @@ Entries Search(const std::string& base, const std::vector<std::string>& attrs) {
     if (!line.empty() && line.back() == '\n') line.pop_back();
     size_t colon = line.find(':');
     if (line.empty() || colon == std::string::npos) continue;
-    std::string name = Lower(line.substr(0, colon));
+    std::string name = kesh::lower(line.substr(0, colon));
     bool base64 = colon + 1 < line.size() && line[colon + 1] == ':';
     std::string value = line.substr(colon + (base64 ? 2 : 1));
     if (!value.empty() && value[0] == ' ') value.erase(0, 1);
     if (base64) value = DecodeBase64(value);
     if (name == "dn") {
-      dn = Lower(value);
+      dn = kesh::lower(value);
       entries[dn];
     } else if (!dn.empty()) {
       entries[dn][name].push_back(value);
@@ -154,13 +150,14 @@ TEST_F(QVStoreOnDcTest, BothVariantsAsTheDcStoresThem) {
     auto scope =
         version == 1 ? store->createMachineScope("ws1") : store->createAccessZoneScope("az");
     const std::string scopeName = version == 1 ? "ws1" : "az";
-    const std::string s = Lower(kesh::LDAPBinding::RDN(scope->scopeObject->dn()).substr(3));
+    const std::string s = kesh::lower(kesh::LDAPBinding::RDN(scope->scopeObject->dn()).substr(3));
     std::list<std::shared_ptr<QVScope>> scopes;
     store->getScopes(scopes);
     ASSERT_EQ(scopes.size(), 1u);
-    EXPECT_EQ(Lower(scopes.front()->scopeObject->dn()), Lower(scope->scopeObject->dn()));
+    EXPECT_EQ(kesh::lower(scopes.front()->scopeObject->dn()),
+              kesh::lower(scope->scopeObject->dn()));
 
-    const std::string z = Lower(zone.dn());
+    const std::string z = kesh::lower(zone.dn());
     const std::string am = "cn=authorization," + z;
     const std::string app = "cn=" + g + "," + am;
     const std::string sc = "cn=" + s + "," + app;
@@ -222,7 +219,7 @@ TEST_F(QVStoreOnDcTest, BothVariantsAsTheDcStoresThem) {
       const auto& classes = attrs["objectclass"];
       EXPECT_EQ(classes.empty() ? "" : classes.back(), e.cls);  // the most specific last
       for (const std::string& name : kAttributes) {
-        const std::string n = Lower(name);
+        const std::string n = kesh::lower(name);
         if (n == "objectclass" ||
             (e.dn == am && (n == "wbempath" || n == "msds-azapplicationdata")))
           continue;
@@ -284,9 +281,9 @@ TEST_F(QVStoreOnDcTest, AssignmentInAScope) {
   assignment->to = 1900000000;
   scope->createAssignment(assignment);
 
-  const std::string roles = Lower("CN=AzRoleObjectContainer-" +
-                                  kesh::LDAPBinding::RDN(scope->scopeObject->dn()).substr(3) + "," +
-                                  scope->scopeObject->dn());
+  const std::string roles = kesh::lower("CN=AzRoleObjectContainer-" +
+                                        kesh::LDAPBinding::RDN(scope->scopeObject->dn()).substr(3) +
+                                        "," + scope->scopeObject->dn());
   Entries entries = Search(roles, {"objectClass", "msDS-TasksForAzRole", "msDS-MembersForAzRole",
                                    "msDS-AzApplicationData", "displayName"});
   entries.erase(roles);
@@ -294,13 +291,14 @@ TEST_F(QVStoreOnDcTest, AssignmentInAScope) {
   auto& stored = entries.begin()->second;
   EXPECT_EQ(entries.begin()->first.rfind("cn=cra_", 0), 0u) << entries.begin()->first;
   EXPECT_EQ(stored["objectclass"].back(), "msDS-AzRole");
-  EXPECT_EQ(Lower(stored["msds-tasksforazrole"].at(0)), Lower(role->object->dn()));
-  EXPECT_EQ(Lower(stored["msds-membersforazrole"].at(0)), Lower(user));
+  EXPECT_EQ(kesh::lower(stored["msds-tasksforazrole"].at(0)), kesh::lower(role->object->dn()));
+  EXPECT_EQ(kesh::lower(stored["msds-membersforazrole"].at(0)), kesh::lower(user));
   EXPECT_EQ(stored["msds-azapplicationdata"],
             std::vector<std::string>{"from=0;to=1900000000;ptype=u"});
   EXPECT_EQ(stored.count("displayname"), 0u);
   // The role lives in the scope's own task container, not the zone's.
-  EXPECT_NE(Lower(role->object->dn()).find(Lower(scope->scopeObject->dn())), std::string::npos);
+  EXPECT_NE(kesh::lower(role->object->dn()).find(kesh::lower(scope->scopeObject->dn())),
+            std::string::npos);
 
   std::list<std::shared_ptr<Assignment>> found;
   scope->getAllAssignments(found, nullptr);
