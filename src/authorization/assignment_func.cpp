@@ -28,7 +28,6 @@
 
 namespace {
 
-const char* const kGroupCategory = "Group";
 // The field value that clears a time limit.
 const char* const kNoLimit = "-";
 
@@ -110,7 +109,7 @@ std::string PrincipalName(const std::string& dn, bool upn, const Principals& pri
   auto ahead = principals.find(kesh::lower(dn));
   kesh::ADObject object = ahead != principals.end() ? ahead->second : GetADObjectByDN(dn);
   object = LookupForeignUser(object);
-  *isGroup = object.category() == kGroupCategory;
+  *isGroup = object.category() == AD_GROUP_CATEGORY;
   return *isGroup ? GetGroupName(object) : GetUserName(object, upn);
 }
 

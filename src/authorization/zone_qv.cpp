@@ -11,6 +11,7 @@
 #include "authorization/right.h"
 #include "authorization/role.h"
 #include "directory/ldap.h"
+#include "directory/library/constants.h"
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/strings.h"
@@ -22,11 +23,6 @@ namespace {
 // The checkForClassic argument of an operation that only reads, and of one that writes.
 constexpr bool kReads = false;
 constexpr bool kWrites = true;
-
-// The category of a directory group.
-const char* const kGroupCategory = "Group";
-// The bit of groupType that makes a group a security group: the value reads negative.
-const char* const kGroupTypeAttr = "groupType";
 
 // Every principal name passes while assignments are loaded.
 bool UserTest(const std::string&) { return true; }
@@ -200,8 +196,8 @@ std::shared_ptr<Assignment> AssignmentSupport::newAssignment(const std::string& 
   } else {
     kesh::ADObject object = GetPrincipal(name);
     assignment->principal = object.dn();
-    if (object.category() == kGroupCategory) {
-      if (object[kGroupTypeAttr].toInt() >= 0) {
+    if (object.category() == AD_GROUP_CATEGORY) {
+      if (IsDistributionGroup(object)) {
         KESH_THROW(kesh::BadDataException, 0, "Error: %s is a distribution group.", name.c_str());
       }
       assignment->ptype = AD_GROUP_PTYPE;

@@ -225,6 +225,11 @@ bool IsGroup(const std::string& dn) {
   }
 }
 
+bool IsDistributionGroup(const kesh::ADObject& group) {
+  const kesh::ADAttribute* groupType = group.find("groupType");
+  return groupType == nullptr || groupType->toInt() >= 0;
+}
+
 void ChangeUserPassword(const std::string& user, const std::string& password, std::string ccName) {
   kesh::KerberosContext context;
   std::string account, domain;

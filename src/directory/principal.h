@@ -83,6 +83,9 @@ std::string GetGroupName(kesh::ADObject object);
 kesh::ADObject LookupForeignUser(kesh::ADObject& object);
 // Whether `dn` names a group; false also when it cannot be read.
 bool IsGroup(const std::string& dn);
+// Whether `group`'s groupType lacks the security bit (the sign bit; a group without
+// groupType counts as lacking it): such a group cannot be given rights, roles or profiles.
+bool IsDistributionGroup(const kesh::ADObject& group);
 
 // Sets the password of `user` (name@domain) with the credentials of the cache `ccName`.
 // Throws kesh::BadDataException "User name must include domain" or "Cannot change

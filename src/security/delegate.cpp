@@ -166,13 +166,8 @@ std::string TrusteeSid(kesh::ADObject& object, const std::string& principal) {
     return sd->owner.toMSString();
   }
   kesh::ADObject trustee = GetPrincipal(principal);
-  if (trustee.category() == AD_GROUP_CATEGORY) {
-    const kesh::ADAttribute* groupType = trustee.find("groupType");
-    // The security bit is the sign bit: a group without it is a distribution group.
-    if (groupType == nullptr || groupType->toInt() >= 0) {
-      KESH_THROW(kesh::BadDataException, 0, "Error: %s is a distribution group.",
-                 principal.c_str());
-    }
+  if (trustee.category() == AD_GROUP_CATEGORY && IsDistributionGroup(trustee)) {
+    KESH_THROW(kesh::BadDataException, 0, "Error: %s is a distribution group.", principal.c_str());
   }
   return trustee.sid().toMSString();
 }

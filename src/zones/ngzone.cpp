@@ -265,8 +265,8 @@ void CheckForExternalRoles(std::shared_ptr<IZone> zone) {
       std::string principal = assignment->principal;
       if (principal != ALL_AD_USERS && principal != ALL_UNIX_USERS && !assignment->isLocal()) {
         kesh::ADObject object = GetADObjectByDN(principal);
-        principal =
-            object.category() == "Group" ? GetGroupName(object) : GetUserName(object, false);
+        principal = object.category() == AD_GROUP_CATEGORY ? GetGroupName(object)
+                                                           : GetUserName(object, false);
       }
       KESH_THROW(kesh::BadDataException, 0,
                  "Cannot reparent zone: assignment for %s in %s refers to %s", principal.c_str(),

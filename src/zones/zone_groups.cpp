@@ -16,7 +16,6 @@
 namespace {
 
 // The attribute of a directory group whose top bit marks a security group.
-const char GROUP_TYPE_ATTR[] = "groupType";
 
 }  // namespace
 
@@ -86,9 +85,7 @@ std::shared_ptr<NssGroup> NssZoneSupportZoneUserGroup::newZGroup(const std::stri
   if (exists) KESH_THROW(kesh::BadDataException, 0, "Group already exists");
   std::shared_ptr<NssGroup> group(MakeZGroup());
   if (adGroup.empty()) adGroup = GetADGroup(name);
-  const kesh::ADAttribute* groupType = adGroup.find(GROUP_TYPE_ATTR);
-  const int type = groupType != nullptr ? groupType->toInt() : 0;
-  if (type >= 0) {
+  if (IsDistributionGroup(adGroup)) {
     KESH_THROW(kesh::BadDataException, 0,
                "Error: %s is a distribution group.  Only security groups can be added to the zone",
                name.c_str());
