@@ -197,5 +197,7 @@ void RSEnv::getRestrictEnvCmds(std::list<std::shared_ptr<QVRight>>& out) {
 }
 
 std::string RSEnv::getName() const {
-  return object->firstValue(AD_CN).substr(kCommandPrefixLength);
+  // From the DN, which a new environment has before it has a cn attribute.
+  return kesh::DN::unescapeDNString(kesh::DN::cnFromDn(object->dn()))
+      .substr(std::string(RESTRICTED_PREFIX).size());
 }

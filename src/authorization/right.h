@@ -161,7 +161,7 @@ class RSEnv {
   // Each value of msDS-OperationsForAzTask through store->fetchRight; values that fail
   // are skipped.
   void getRestrictEnvCmds(std::list<std::shared_ptr<QVRight>>& out);
-  // The cn without "rs-".
+  // The cn of its DN without "rs-".
   std::string getName() const;
 
   std::shared_ptr<kesh::ADObject> object;

@@ -20,8 +20,6 @@
 
 namespace {
 
-// Length of "rs-", the prefix of a restricted environment's cn.
-constexpr size_t kRSEnvPrefixLength = 3;
 constexpr int kDecimal = 10;
 constexpr int kOctal = 8;
 // What a restricted command saved without a runas runs as.
@@ -126,10 +124,6 @@ std::string GetCommandField(Command& command, CommandKind kind, const std::strin
 // " <label>(<value>)", or nothing for an empty value.
 std::string Item(const char* label, const std::string& value) {
   return value.empty() ? "" : std::string(" ") + label + "(" + value + ")";
-}
-
-std::string EnvName(const RSEnv& env) {
-  return kesh::DN::cnFromDn(env.object->dn()).substr(kRSEnvPrefixLength);
 }
 
 template <typename T>
@@ -322,7 +316,7 @@ std::vector<std::string> RSEnvNames() {
   std::list<std::shared_ptr<RSEnv>> envs;
   GetCurrentZone<IZoneManageRS>()->getRestrictEnvs(envs);
   std::vector<std::string> names;
-  for (const std::shared_ptr<RSEnv>& env : envs) names.push_back(EnvName(*env));
+  for (const std::shared_ptr<RSEnv>& env : envs) names.push_back(env->getName());
   return names;
 }
 }  // namespace

@@ -21,9 +21,6 @@
 
 namespace {
 
-// Length of "rs-", the prefix of a restricted environment's cn.
-constexpr size_t kRSEnvPrefixLength = 3;
-
 // The names of the audit levels that set_role_field takes, with their bits under
 // sam::AUDIT_LEVEL_MASK.
 struct AuditLevelBits {
@@ -177,7 +174,7 @@ std::string GetRoleRSEnv() {
   std::shared_ptr<RSEnv> env;
   GetCurrentRole()->getRoleRestrictEnv(env);
   if (!env) return "";
-  return kesh::DN::cnFromDn(env->object->dn()).substr(kRSEnvPrefixLength);
+  return env->getName();
 }
 
 Tcl::object GetRoleApps() {

@@ -318,10 +318,7 @@ std::shared_ptr<RestrictCommand> QVStore::newRestrictCommand(const std::string& 
   checkRestrictedSupported();
   const std::string trimmed = kesh::trimWhiteSpace(name);
   Classic(*this).checkRSCName(trimmed);
-  // The environment's cn without its "rs-".
-  const std::string envCn = kesh::DN::unescapeDNString(kesh::DN::cnFromDn(env->object->dn()));
-  const std::string cn =
-      RESTRICTED_PREFIX + envCn.substr(std::string(RESTRICTED_PREFIX).size()) + "-" + trimmed;
+  const std::string cn = RESTRICTED_PREFIX + env->getName() + "-" + trimmed;
   auto command = std::make_shared<RestrictCommand>(initNewRight(cn, RIGHT_TYPE_RESTRICTED_COMMAND),
                                                    shared_from_this(), true);
   command->name = cn;

@@ -116,9 +116,7 @@ void ShowRole(ContextTab& tab) {
 
 void ShowRSEnv(ContextTab& tab) {
   if (!tab.rsEnv) return;
-  // The environment's cn without its "rs-" prefix.
-  WriteStdout("Current rs environment:\n\t" +
-              kesh::DN::cnFromDn(tab.rsEnv->object->dn()).substr(3) + "\n");
+  WriteStdout("Current rs environment:\n\t" + tab.rsEnv->getName() + "\n");
 }
 
 struct ShowSection {
