@@ -82,8 +82,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else {
       const std::string lengthMessage =
           "Length of the name cannot be greater than " + std::to_string(limit);
-      Require((tooLong && classic == lengthMessage) ||
-              (forbidden && classic.rfind("These characters are not allowed in the name: ", 0) == 0));
+      Require(
+          (tooLong && classic == lengthMessage) ||
+          (forbidden && classic.rfind("These characters are not allowed in the name: ", 0) == 0));
     }
   }
 
