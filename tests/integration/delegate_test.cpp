@@ -14,21 +14,16 @@
 #include <string>
 #include <vector>
 
+#include "dc_session.h"
 #include "directory/cli_orlutils.h"
 #include "directory/ldap.h"
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
 #include "directory/library/strings.h"
 #include "directory/session.h"
-#include "samba_target.h"
 
 namespace conformance {
 namespace {
-
-SambaTarget& Dc() {
-  static SambaTarget target;
-  return target;
-}
 
 // The descriptor of `dn` as SDDL, as samba-tool writes it (its last line of output).
 std::string DcSddl(const std::string& dn) {
@@ -98,41 +93,7 @@ const char kHomePage[] = "bf967a7a-0de6-11d0-a285-00aa003049e2";
 const char kAppData[] = "503fc3e8-1cc6-461a-99a3-9eee04f402a7";
 const char kOpsForTask[] = "1aacb436-2e9d-44a9-9298-ce4debeb6ebf";
 
-class DelegateOnDcTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    if (!Usable(Dc())) return;
-    const std::string ccache = Dc().adminCCache();
-    binding_ = std::make_shared<MyBinding>(
-        kesh::NewADBinding(Dc().domain(), ccache, false, "", "", nullptr), ccache);
-    binding_->binding->connect("", "", 0);
-    tab_.bindings[Dc().domain()] = binding_;
-  }
-  void TearDown() override {
-    for (kesh::ADObject& object : made_) {
-      try {
-        binding_->remove(object, true);
-      } catch (const std::exception&) {
-        // Clean-up of a run that failed earlier: what is left is named by the failure.
-      }
-    }
-  }
-
-  kesh::ADObject Add(const std::string& prefix, const char* cls) {
-    const std::string name = UniqueName(prefix.c_str());
-    kesh::ADObject object = kesh::LDAPBinding::createChild(Env("ZS_DC_BASE"), name, "cn");
-    object[AD_OBJECT_CLASS] = cls;
-    if (std::string(cls) == "group") object[AD_SAM_ACCOUNT_NAME] = name;
-    binding_->add(object);
-    made_.push_back(object);
-    return binding_->fetch(object.dn(), nullptr, AD_ALL_OBJECTS);
-  }
-
-  ContextTab tab_;
-  SessionScope scope_{&tab_};
-  std::shared_ptr<MyBinding> binding_;
-  std::vector<kesh::ADObject> made_;
-};
+using DelegateOnDcTest = DcSessionTest;
 
 TEST_F(DelegateOnDcTest, OneRightOfEachTableAsTheDcStoresIt) {
   if (!binding_) return;

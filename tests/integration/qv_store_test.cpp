@@ -14,21 +14,16 @@
 #include "authorization/assignment.h"
 #include "authorization/qv.h"
 #include "authorization/role.h"
+#include "dc_session.h"
 #include "directory/ldap.h"
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
 #include "directory/library/sam_parser.h"
 #include "directory/library/strings.h"
 #include "directory/session.h"
-#include "samba_target.h"
 
 namespace conformance {
 namespace {
-
-SambaTarget& Dc() {
-  static SambaTarget target;
-  return target;
-}
 
 std::string DecodeBase64(const std::string& text) {
   static const std::string digits =
@@ -96,40 +91,10 @@ const std::vector<std::string> kAttributes = {"objectClass",
                                               "wbemPath",
                                               "msDS-AzApplicationData"};
 
-class QVStoreOnDcTest : public ::testing::Test {
+class QVStoreOnDcTest : public DcSessionTest {
  protected:
-  void SetUp() override {
-    if (!Usable(Dc())) return;
-    const std::string ccache = Dc().adminCCache();
-    binding_ = std::make_shared<MyBinding>(
-        kesh::NewADBinding(Dc().domain(), ccache, false, "", "", nullptr), ccache);
-    binding_->binding->connect("", "", 0);
-    tab_.bindings[Dc().domain()] = binding_;
-  }
-  void TearDown() override {
-    for (kesh::ADObject& zone : zones_) {
-      try {
-        binding_->remove(zone, true);
-      } catch (const std::exception&) {
-        // Clean-up of a run that failed earlier: what is left is named by the failure.
-      }
-    }
-  }
-
   // A fresh container standing in for a zone object.
-  kesh::ADObject NewZone() {
-    kesh::ADObject zone =
-        kesh::LDAPBinding::createChild(Env("ZS_DC_BASE"), UniqueName("QVZone"), "cn");
-    zone[AD_OBJECT_CLASS] = "container";
-    binding_->add(zone);
-    zones_.push_back(zone);
-    return zone;
-  }
-
-  ContextTab tab_;
-  SessionScope scope_{&tab_};
-  std::shared_ptr<MyBinding> binding_;
-  std::vector<kesh::ADObject> zones_;
+  kesh::ADObject NewZone() { return Add("QVZone", "container"); }
 };
 
 TEST_F(QVStoreOnDcTest, BothVariantsAsTheDcStoresThem) {
