@@ -37,10 +37,7 @@ ms() { awk -v ns="$1" 'BEGIN { printf "%.2f", ns / 1e6 }'; }
 # The users, the zone and its role; then the assignments in their stored form.
 {
   printf 'dn: %s\nobjectClass: organizationalUnit\n\n' "$ou"
-  for ((i = 0; i < COUNT; i++)); do
-    printf 'dn: CN=%s%d,%s\nobjectClass: user\nsAMAccountName: %s%d\n\n' \
-      "$prefix" "$i" "$ou" "$prefix" "$i"
-  done
+  rig_users_ldif "$prefix" "$COUNT" "$ou"
 } | ldapadd -Q -Y GSSAPI -H "$url" >/dev/null
 zs_tcl <<EOF
 load \$env(ZS_LIB) Zonesmith

@@ -6,17 +6,8 @@
 lassign $argv lib fixtures count
 load $lib Zonesmith
 set domain example.test
-memdir::reset
-foreach f {example.ldif zones.ldif} { memdir::load [file join $fixtures $f] }
-set ldif ""
-for {set i 0} {$i < $count} {incr i} {
-  append ldif "dn: CN=zas$i,CN=Users,DC=example,DC=test\nobjectClass: top\n" \
-      "objectClass: person\nobjectClass: organizationalPerson\nobjectClass: user\n" \
-      "sAMAccountName: zas$i\n" \
-      "objectSid: S-1-5-21-3623811015-3361044348-30300820-[expr {6000 + $i}]\n\n"
-}
-memdir::load_ldif $ldif
-bind $domain Administrator@EXAMPLE.TEST Adm1n!Pass
+source [file join [file dirname [info script]] memdir_session.tcl]
+memdirSession $fixtures zas $count 6000
 set zone CN=asg,CN=Zones,DC=example,DC=test
 create_zone tree $zone
 select_zone -nc $zone

@@ -49,14 +49,8 @@ per() { awk -v ns="$1" -v n="$2" 'BEGIN { printf "%.2f", ns / n / 1e6 }'; }
 # The directory users and the two zones; not timed.
 {
   printf 'dn: %s\nobjectClass: organizationalUnit\n\n' "$ou"
-  for ((i = 0; i < COUNT; i++)); do
-    printf 'dn: CN=%s%d,%s\nobjectClass: user\nsAMAccountName: %s%d\n\n' \
-      "$prefix" "$i" "$ou" "$prefix" "$i"
-  done
-  for ((i = 0; i < TOOL_COUNT; i++)); do
-    printf 'dn: CN=%s%d,%s\nobjectClass: user\nsAMAccountName: %s%d\n\n' \
-      "$toolprefix" "$i" "$ou" "$toolprefix" "$i"
-  done
+  rig_users_ldif "$prefix" "$COUNT" "$ou"
+  rig_users_ldif "$toolprefix" "$TOOL_COUNT" "$ou"
 } | ldapadd -Q -Y GSSAPI -H "$url" >/dev/null
 zs_tcl <<EOF
 load \$env(ZS_LIB) Zonesmith

@@ -52,18 +52,8 @@ switch -- $mode {
   memory {
     lassign [lrange $argv 2 end] fixtures count
     set domain example.test
-    memdir::reset
-    foreach f {example.ldif zones.ldif} { memdir::load [file join $fixtures $f] }
-    # Directory users with SIDs of the fixture's domain.
-    set ldif ""
-    for {set i 0} {$i < $count} {incr i} {
-      append ldif "dn: CN=zpv$i,CN=Users,DC=example,DC=test\nobjectClass: top\n" \
-          "objectClass: person\nobjectClass: organizationalPerson\nobjectClass: user\n" \
-          "sAMAccountName: zpv$i\n" \
-          "objectSid: S-1-5-21-3623811015-3361044348-30300820-[expr {5000 + $i}]\n\n"
-    }
-    memdir::load_ldif $ldif
-    bind $domain Administrator@EXAMPLE.TEST Adm1n!Pass
+    source [file join [file dirname [info script]] memdir_session.tcl]
+    memdirSession $fixtures zpv $count 5000
     set zone CN=prov,CN=Zones,DC=example,DC=test
     create_zone tree $zone rfc
     select_zone -nc $zone

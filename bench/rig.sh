@@ -41,3 +41,12 @@ check() {
 }
 # tclsh with the library's sanitizer runtimes; the library is $ZS_LIB.
 zs_tcl() { ZS_LIB="$build/libzonesmith.so.0" LD_PRELOAD="$zs_preload" tclsh "$@"; }
+
+# LDIF of COUNT directory users PREFIX0 ... PREFIX<COUNT-1> below OU.
+rig_users_ldif() {
+  local prefix=$1 count=$2 parent=$3 i
+  for ((i = 0; i < count; i++)); do
+    printf 'dn: CN=%s%d,%s\nobjectClass: user\nsAMAccountName: %s%d\n\n' \
+      "$prefix" "$i" "$parent" "$prefix" "$i"
+  done
+}
