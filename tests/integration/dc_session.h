@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <string>
@@ -23,6 +25,23 @@ namespace conformance {
 inline SambaTarget& Dc() {
   static SambaTarget target;
   return target;
+}
+
+// The descriptor of `dn` as SDDL, as samba-tool writes it (its last line of output).
+inline std::string DcSddl(const std::string& dn) {
+  if (const char* child = getenv("ZS_CHILD_PRELOAD")) setenv("LD_PRELOAD", child, 1);
+  const std::string command = "samba-tool dsacl get --objectdn='" + dn + "' -H ldap://" +
+                              Env("ZS_DC_HOST") + " --use-kerberos=required 2>/dev/null";
+  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+  EXPECT_NE(pipe, nullptr) << command;
+  std::string out, last;
+  char buffer[4096];
+  while (pipe && fgets(buffer, sizeof buffer, pipe.get())) {
+    last = buffer;
+    if (!last.empty() && last.back() == '\n') last.pop_back();
+    if (!last.empty()) out = last;
+  }
+  return out;
 }
 
 class DcSessionTest : public ::testing::Test {

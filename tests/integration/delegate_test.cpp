@@ -25,23 +25,6 @@
 namespace conformance {
 namespace {
 
-// The descriptor of `dn` as SDDL, as samba-tool writes it (its last line of output).
-std::string DcSddl(const std::string& dn) {
-  if (const char* child = getenv("ZS_CHILD_PRELOAD")) setenv("LD_PRELOAD", child, 1);
-  const std::string command = "samba-tool dsacl get --objectdn='" + dn + "' -H ldap://" +
-                              Env("ZS_DC_HOST") + " --use-kerberos=required 2>/dev/null";
-  std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-  EXPECT_NE(pipe, nullptr) << command;
-  std::string out, last;
-  char buffer[4096];
-  while (pipe && fgets(buffer, sizeof buffer, pipe.get())) {
-    last = buffer;
-    if (!last.empty() && last.back() == '\n') last.pop_back();
-    if (!last.empty()) out = last;
-  }
-  return out;
-}
-
 // An ACE in a form that does not depend on the order in which a writer lists the codes
 // of flags and rights: type, sorted flag codes, sorted right codes, GUIDs (lower case),
 // SID.

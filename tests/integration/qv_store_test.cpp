@@ -13,6 +13,7 @@
 
 #include "authorization/assignment.h"
 #include "authorization/qv.h"
+#include "authorization/right.h"
 #include "authorization/role.h"
 #include "dc_session.h"
 #include "directory/ldap.h"
@@ -225,6 +226,59 @@ TEST_F(QVStoreOnDcTest, BothVariantsAsTheDcStoresThem) {
     EXPECT_TRUE(scopes.empty());
     EXPECT_EQ(Search(zone.dn(), {"cn"}).size(), std::size(expected) - 4 + rights + roles);
   }
+}
+
+// What a classic store writes besides its layout: the 14 PAM rights named by GUID with their
+// applications in V1 data, the creator's full control over the admin manager, and a
+// restricted environment holding a restricted command.
+TEST_F(QVStoreOnDcTest, ClassicRightsAsTheDcStoresThem) {
+  if (!binding_) return;
+  kesh::ADObject zone = NewZone();
+  auto store = QVStore::Create(binding_, zone, 1);
+
+  std::set<std::string> applications;
+  for (auto& entry : Search(store->operationContainerDn(),
+                            {"objectClass", "msDS-AzOperationID", "msDS-AzApplicationData"})) {
+    auto& attrs = entry.second;
+    if (attrs["objectclass"].empty() || attrs["objectclass"].back() != "msDS-AzOperation") continue;
+    EXPECT_EQ(entry.first.rfind("cn=pam-", 0), 0u) << entry.first;
+    EXPECT_EQ(entry.first.size(), std::string("cn=pam-,").size() + 36 +
+                                      kesh::lower(store->operationContainerDn()).size())
+        << entry.first;  // a GUID after "pam-"
+    EXPECT_EQ(attrs["msds-azoperationid"], std::vector<std::string>{"33554433"});
+    ASSERT_EQ(attrs["msds-azapplicationdata"].size(), 1u);
+    applications.insert(attrs["msds-azapplicationdata"][0]);
+  }
+  EXPECT_EQ(applications, (std::set<std::string>{
+                              "app=ftp", "app=login", "app=remote", "app=sshd-kbdint",
+                              "app=dtlogin", "app=pure-ftpd", "app=gdm", "app=vsftpd", "app=rlogin",
+                              "app=xdm", "app=sshd", "app=ssh", "app=gdm-password", "app=su"}));
+
+  // The rig binds as Administrator, whose SID the DC writes by its alias "LA": full control
+  // of the admin manager for the creating user.
+  const std::string sddl = DcSddl(store->adminManager->dn());
+  EXPECT_NE(sddl.find("(A;CI;RPWPCRCCDCLCLORCWOWDSDDTSW;;;LA)"), std::string::npos) << sddl;
+  EXPECT_NE(sddl.find("(A;CI;RPLCLORC;;;WD)"), std::string::npos) << sddl;
+
+  std::shared_ptr<RSEnv> env = store->newRestrictEnv("shells");
+  store->saveRestrictEnv(env);
+  std::shared_ptr<RestrictCommand> command = store->newRestrictCommand("ls", env);
+  command->cmd = "/bin/ls";
+  command->qvsh_runas = "$";
+  command->path = "USERPATH";
+  store->saveRestrictCommand(command);
+  Entries envs =
+      Search(store->taskContainerDn(), {"msDS-AzTaskIsRoleDefinition", "msDS-OperationsForAzTask"});
+  auto& stored = envs["cn=rs-shells," + kesh::lower(store->taskContainerDn())];
+  EXPECT_EQ(stored["msds-aztaskisroledefinition"], std::vector<std::string>{"FALSE"});
+  ASSERT_EQ(stored["msds-operationsforaztask"].size(), 1u);
+  const std::string commandDn = kesh::lower(stored["msds-operationsforaztask"][0]);
+  EXPECT_EQ(commandDn, "cn=rs-shells-ls," + kesh::lower(store->operationContainerDn()));
+  Entries commands = Search(commandDn, {"msDS-AzOperationID", "msDS-AzApplicationData"});
+  EXPECT_EQ(commands[commandDn]["msds-azoperationid"], std::vector<std::string>{"67108865"});
+  EXPECT_EQ(commands[commandDn]["msds-azapplicationdata"],
+            std::vector<std::string>{"cmd=/bin/ls;form=0;runas=$;pri=0;umask=63;keepenv=;delenv=;"
+                                     "path=USERPATH;add=;flags=0"});
 }
 
 // A role and an assignment in the scope of an access zone, as the DC stores them.
