@@ -186,8 +186,17 @@ std::vector<std::string> WalkAssignments(const Tcl::object& args, bool display) 
 
   std::vector<std::string> texts;
   std::set<std::string> missing;
+  // The visibility of each role, read once however many assignments it has.
+  std::map<std::string, bool> visibleRoles;
   for (std::shared_ptr<Assignment>& assignment : assignments) {
-    if (selection.visible && !HasVisibleRole(*assignment)) continue;
+    if (selection.visible) {
+      auto known = visibleRoles.find(kesh::lower(assignment->roleDn));
+      if (known == visibleRoles.end()) {
+        known = visibleRoles.emplace(kesh::lower(assignment->roleDn), HasVisibleRole(*assignment))
+                    .first;
+      }
+      if (!known->second) continue;
+    }
     std::string text;
     try {
       text = ListingText(*assignment, selection, principals);
