@@ -1,7 +1,6 @@
 // The right commands.
 #include "authorization/right_func.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <list>
 #include <memory>
@@ -38,12 +37,6 @@ enum class CommandKind { kQV, kRestricted };
 [[noreturn]] void InvalidCommandField(CommandKind kind) {
   if (kind == CommandKind::kQV) KESH_THROW(kesh::BadDataException, 0, "invalid field name");
   KESH_THROW(kesh::BadDataException, 0, "invalid field name for restricted command");
-}
-
-std::string Octal(int value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%o", static_cast<unsigned>(value));
-  return text;
 }
 
 int ParseInt(const std::string& text, int base) {
@@ -107,7 +100,7 @@ std::string GetCommandField(Command& command, CommandKind kind, const std::strin
     return command.qvsh_runas;
   }
   if (field == "pri") return std::to_string(command.pri);
-  if (field == "umask") return Octal(command.umask);
+  if (field == "umask") return kesh::uitoa(static_cast<unsigned>(command.umask), kOctal);
   if (field == "keep") return command.getKeepEnv();
   if (field == "del") return command.getDelEnv();
   if (field == "path") return command.path;
@@ -149,7 +142,8 @@ void DisplayCmd(const std::shared_ptr<Command>& command) {
   line += Item("qvdo_runas", command->qvdo_runas);
   line += Item("qvsh_runas", command->qvsh_runas);
   if (command->pri != 0) line += Item("pri", std::to_string(command->pri));
-  if (command->umask != 0) line += Item("umask", Octal(command->umask));
+  if (command->umask != 0)
+    line += Item("umask", kesh::uitoa(static_cast<unsigned>(command->umask), kOctal));
   line += Item("keep", command->keepEnv);
   line += Item("del", command->delEnv);
   line += Item("add", command->add);

@@ -4,7 +4,6 @@
 #include "authorization/zone_qv.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "authorization/assignment.h"
 #include "authorization/qv.h"
@@ -188,7 +187,7 @@ std::shared_ptr<Assignment> AssignmentSupport::newAssignment(const std::string& 
     } else if (name[0] == LOCAL_USER_PTYPE[0]) {
       // "#<uid>@localhost" names the local user by number.
       std::string uid = name.substr(1, name.find('@') - 1);
-      if (!std::all_of(uid.begin(), uid.end(), [](unsigned char c) { return std::isdigit(c); })) {
+      if (!std::all_of(uid.begin(), uid.end(), kesh::IsDigitChar)) {
         KESH_THROW(kesh::BadDataException, 0, "Error:invalid uid number in local upn: %s",
                    name.c_str());
       }
