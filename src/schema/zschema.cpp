@@ -116,17 +116,6 @@ void SchemaBase::setZoneProp(const std::string& key, const std::string& value) {
   SetCramAttr(zone_, AD_DESCRIPTION, key, value);
 }
 
-void SchemaBase::loadComputer(const std::string&, std::shared_ptr<ZoneComputer>&) {
-  NotAvailableYet("loadComputer");
-}
-void SchemaBase::saveComputer(std::shared_ptr<ZoneComputer>&) { NotAvailableYet("saveComputer"); }
-void SchemaBase::deleteComputer(std::shared_ptr<ZoneComputer>&) {
-  NotAvailableYet("deleteComputer");
-}
-void SchemaBase::getComputers(const std::string&, std::list<std::shared_ptr<ZoneComputer>>&) {
-  NotAvailableYet("getComputers");
-}
-
 // --- SchemaScp and its layouts ---------------------------------------------------------------
 
 int SchemaScpRfc::getComputerVersion() { return ComputerColumn(gObjectVersionRfc, version_); }
@@ -148,37 +137,6 @@ SchemaSfu::SchemaSfu(kesh::ADObject zone, std::shared_ptr<MyBinding> binding, in
 }
 
 int SchemaSfu::getComputerVersion() { return ComputerColumn(gObjectVersionSfu, version_); }
-
-void SchemaSfu::loadZUser(const std::string&, std::shared_ptr<NssZoneUser>, bool) {
-  NotAvailableYet("loadZUser");
-}
-void SchemaSfu::loadLocalUser(const std::string&, std::shared_ptr<NssLocalUser>) {
-  NotAvailableYet("loadLocalUser");
-}
-void SchemaSfu::saveZUser(std::shared_ptr<NssZoneUser>) { NotAvailableYet("saveZUser"); }
-void SchemaSfu::saveLocalUser(std::shared_ptr<NssLocalUser>) { NotAvailableYet("saveLocalUser"); }
-void SchemaSfu::deleteUser(std::shared_ptr<NssUser>&) { NotAvailableYet("deleteUser"); }
-void SchemaSfu::getZoneUsers(const std::string&, std::list<std::shared_ptr<NssZoneUser>>&) {
-  NotAvailableYet("getZoneUsers");
-}
-void SchemaSfu::getLocalUsers(const std::string&, std::list<std::shared_ptr<NssLocalUser>>&) {
-  NotAvailableYet("getLocalUsers");
-}
-void SchemaSfu::loadGroup(const std::string&, std::shared_ptr<NssGroup>&, bool) {
-  NotAvailableYet("loadGroup");
-}
-void SchemaSfu::saveGroup(std::shared_ptr<NssGroup>&) { NotAvailableYet("saveGroup"); }
-void SchemaSfu::deleteGroup(std::shared_ptr<NssGroup>&) { NotAvailableYet("deleteGroup"); }
-void SchemaSfu::getGroups(const std::string&, std::list<std::shared_ptr<NssGroup>>&,
-                          NssGroup* (*)(), bool) {
-  NotAvailableYet("getGroups");
-}
-kesh::ADObject SchemaSfu::findUnixUser(const std::string&, bool) {
-  NotAvailableYet("findUnixUser");
-}
-kesh::ADObject SchemaSfu::findUnixGroup(const std::string&, bool) {
-  NotAvailableYet("findUnixGroup");
-}
 
 // --- Choosing the adapter ------------------------------------------------------------------
 

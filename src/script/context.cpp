@@ -8,11 +8,13 @@
 #include "authorization/role_func.h"
 #include "directory/ldap.h"
 #include "directory/library/dn.h"
+#include "schema/computer_func.h"
 #include "schema/user.h"
 #include "schema/user_func.h"
 #include "schema/zgroup_func.h"
 #include "script/args.h"
 #include "script/cpptcl.h"
+#include "zones/nis_map.h"
 #include "zones/zone.h"
 
 const char* const kContextKey = "zonesmith";
@@ -114,6 +116,17 @@ void ShowRole(ContextTab& tab) {
   DisplayRole(tab.role);
 }
 
+void ShowNisMap(ContextTab& tab) {
+  if (!tab.nisMap) return;
+  WriteStdout("Current NIS map:\n\t" + tab.nisMap->name + "\n");
+}
+
+void ShowComputer(ContextTab& tab) {
+  if (!tab.zoneComputer) return;
+  WriteStdout("Current zone computer:\n\t");
+  DisplayComputer(tab.zoneComputer);
+}
+
 void ShowRSEnv(ContextTab& tab) {
   if (!tab.rsEnv) return;
   WriteStdout("Current rs environment:\n\t" + tab.rsEnv->getName() + "\n");
@@ -121,8 +134,7 @@ void ShowRSEnv(ContextTab& tab) {
 
 struct ShowSection {
   const char* topic;
-  // Prints the section; null while the class of its slot has not landed, in which case the
-  // slot is always empty and the section prints nothing.
+  // Prints the section; nothing for an empty slot.
   void (*print)(ContextTab& tab);
 };
 
@@ -139,9 +151,9 @@ const ShowSection kShowSections[] = {
     {"pamright", ShowPamApp},
     {"qvcommand", ShowQVCommand},
     {"rscommand", ShowRSCommand},
-    {"nismap", nullptr},  // "Current NIS map:\n\t" + the map's name + "\n"
+    {"nismap", ShowNisMap},
     {"role", ShowRole},
-    {"computer", nullptr},  // "Current zone computer:\n\t" + DisplayComputer(computer)
+    {"computer", ShowComputer},
     {"rse", ShowRSEnv},
 };
 
@@ -152,7 +164,7 @@ void Show(const Tcl::object& args) {
   std::string topic = "all";
   if (CheckArgs(args, 0) > 0) topic = GetArgString(args, 0);
   for (const ShowSection& section : kShowSections) {
-    if (section.print != nullptr && (topic == "all" || topic == section.topic)) {
+    if (topic == "all" || topic == section.topic) {
       section.print(*tab);
     }
   }

@@ -15,20 +15,15 @@
 #include "directory/library/guid.h"
 #include "directory/library/strings.h"
 #include "schema/zschema.h"
+#include "zones/access_zone.h"
+#include "zones/classic_zone.h"
+#include "zones/machine_zone.h"
 #include "zones/ngzone.h"
 
 namespace {
 
 // The domain functional level from which hierarchical, computer and access zones exist.
 constexpr int MIN_ZONE_DOMAIN_LEVEL = 2;
-
-[[noreturn]] void ClassicNotAvailableYet() {
-  KESH_THROW(kesh::BadDataException, 0, "Classic zones are not available yet");
-}
-
-[[noreturn]] void AccessNotAvailableYet() {
-  KESH_THROW(kesh::BadDataException, 0, "Access zones are not available yet");
-}
 
 // Hierarchical zones and their sub-zones need a domain above the first functional level.
 void CheckDomainLevel(const std::shared_ptr<MyBinding>& binding) {
@@ -55,31 +50,8 @@ void NotAvailableYet(const char* operation) {
 
 SchemaType NssZone::getSchemaType() { return schema->getSchemaType(); }
 
-void NssZone::delegateRight(const std::string&, std::string) { NotAvailableYet("delegateRight"); }
-
-void NssZone::delegateInitRights(kesh::ADObject, const std::shared_ptr<MyBinding>&) {
-  // The creator's access entries on the zone object come with the delegation of zone
-  // rights; until then a new zone keeps the descriptor the directory gave it.
-}
-
 // --- Computers ------------------------------------------------------------------------------
 
-std::shared_ptr<ZoneComputer> NssZoneSupportComputer::getZoneComputer(const std::string&) {
-  NotAvailableYet("getZoneComputer");
-}
-void NssZoneSupportComputer::saveZoneComputer(std::shared_ptr<ZoneComputer>&) {
-  NotAvailableYet("saveZoneComputer");
-}
-std::shared_ptr<ZoneComputer> NssZoneSupportComputer::newZoneComputer(const std::string&) {
-  NotAvailableYet("newZoneComputer");
-}
-void NssZoneSupportComputer::getZoneComputers(const std::string&,
-                                              std::list<std::shared_ptr<ZoneComputer>>&) {
-  NotAvailableYet("getZoneComputers");
-}
-void NssZoneSupportComputer::deleteZoneComputer(std::shared_ptr<ZoneComputer>&) {
-  NotAvailableYet("deleteZoneComputer");
-}
 kesh::ADObject NssZoneSupportComputer::getComputerContainer() {
   return ReadChild(object, "Computers");
 }
@@ -104,42 +76,6 @@ void NssZoneSupportComputer::createNisServerGroup() {
   group[AD_DISPLAY_NAME] = "zone_nis_servers";
   group[AD_SAM_ACCOUNT_NAME] = kesh::Guid::generate().toRealMSString();
   binding->add(group);
-}
-
-// --- NIS maps -------------------------------------------------------------------------------
-
-void NssZoneSupportNisMaps::getMaps(std::list<std::string>&) { NotAvailableYet("getMaps"); }
-void NssZoneSupportNisMaps::getMapEntries(
-    const std::string&, std::map<std::string, std::pair<std::string, std::string>>&) {
-  NotAvailableYet("getMapEntries");
-}
-std::shared_ptr<NisMap> NssZoneSupportNisMaps::newMap(const std::string&, bool) {
-  NotAvailableYet("newMap");
-}
-void NssZoneSupportNisMaps::deleteMap(const std::string&) { NotAvailableYet("deleteMap"); }
-void NssZoneSupportNisMaps::addMapEntry(const std::string&, const std::string&, const std::string&,
-                                        const std::string&) {
-  NotAvailableYet("addMapEntry");
-}
-void NssZoneSupportNisMaps::removeMapEntry(const std::string&, const std::string&) {
-  NotAvailableYet("removeMapEntry");
-}
-void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>&) { NotAvailableYet("saveMap"); }
-std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string&) {
-  NotAvailableYet("getMap");
-}
-
-kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
-  kesh::ADObject container = kesh::LDAPBinding::createChild(object, "NisMaps", "cn");
-  std::string dn = container.dn();
-  try {
-    return binding->fetch(dn, nullptr, AD_ALL_OBJECTS);
-  } catch (const LDAPException&) {
-    // A zone whose NIS container went missing gets it back on first use.
-  }
-  container[AD_OBJECT_CLASS] = "container";
-  binding->add(container);
-  return binding->fetch(dn, nullptr, AD_ALL_OBJECTS);
 }
 
 // --- Paths, opening, creation -----------------------------------------------------------
@@ -174,16 +110,13 @@ std::shared_ptr<IZone> OpenZone(const std::string& path) {
     if (!accessZoneName.empty()) {
       KESH_THROW(kesh::BadDataException, 0, "Bad zone name format (az not supported)");
     }
-    ClassicNotAvailableYet();
+    if (!computerName.empty()) return ClassicMachineZone::Open(binding, zoneDn, computerName);
+    return ClassicZone::Open(binding, zoneDn);
   }
   if (!IsTreeVersion(version)) KESH_THROW(kesh::BadDataException, 0, "Unsupported zone type");
   std::shared_ptr<IZone> tree = TreeZone::Open(binding, zoneDn);
-  if (!computerName.empty()) {
-    // A NotFoundException, so that a parent lists the computer zone among its broken ones.
-    KESH_THROW(kesh::NotFoundException, 0, "Computer zones are not available yet: %s",
-               path.c_str());
-  }
-  if (!accessZoneName.empty()) AccessNotAvailableYet();
+  if (!computerName.empty()) return MachineZone::Open(tree, computerName);
+  if (!accessZoneName.empty()) return AccessZone::Open(tree, accessZoneName);
   return tree;
 }
 
@@ -197,8 +130,11 @@ void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
     std::shared_ptr<IZone> zone;
     switch (type) {
       case ZONE_TYPE_CLASSIC3:
+        zone = ClassicZone::Create(binding, zoneDn, schema, 3, organizationalUnit);
+        break;
       case ZONE_TYPE_CLASSIC4:
-        ClassicNotAvailableYet();
+        zone = ClassicZone::Create(binding, zoneDn, schema, 4, organizationalUnit);
+        break;
       case ZONE_TYPE_TREE:
         CheckDomainLevel(binding);
         // The zone DN, not the path: a path with an empty computer or access zone name
@@ -217,7 +153,8 @@ void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
   if (!accessZoneName.empty()) {
     if (type != ZONE_TYPE_ACCESS) KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
     CheckDomainLevel(binding);
-    AccessNotAvailableYet();
+    AccessZone::Create(OpenZone(zoneDn), accessZoneName);
+    return;
   }
 
   size_t dot = computerName.find('.');
@@ -230,9 +167,11 @@ void CreateZone(const std::string& path, SchemaType schema, ZoneType type,
       if (schema == SCHEMA_TYPE_SFU) {
         KESH_THROW(kesh::BadDataException, 0, "Machine zone can not be SFU zone");
       }
-      KESH_THROW(kesh::BadDataException, 0, "Computer zones are not available yet");
+      MachineZone::Create(OpenZone(zoneDn), computerName, schema);
+      return;
     case ZONE_TYPE_CLASSIC_COMPUTER:
-      ClassicNotAvailableYet();
+      ClassicMachineZone::Create(OpenZone(zoneDn), computerName);
+      return;
     default:
       KESH_THROW(kesh::BadDataException, 0, "Invalid zone type");
   }

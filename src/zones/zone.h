@@ -103,11 +103,15 @@ class NssZone : public ZoneSupport {
  public:
   SchemaType getSchemaType() override;
   IZoneSchema* getSchema() override { return schema.get(); }
-  // Delegation of zone rights comes with its own commands; throws "not available yet".
+  // Gives `principal` the zone right `right` (zones/zone_rights.h has the vocabulary):
+  // access control entries on the zone object or one of its containers, or a delegation on
+  // the zone's scope. Throws kesh::BadDataException "Unknown right: %s" for a name outside
+  // the vocabulary and "Right not supported: %s" (or a message of the right's group) for a
+  // right this zone's class cannot have.
   void delegateRight(const std::string& right, std::string principal) override;
 
-  // Gives the creator of a new zone his rights on the zone object, right after it is
-  // added. Hook for the delegation of zone rights; it writes nothing yet.
+  // Gives the user of `binding` the rights of a zone's creator on the new zone object,
+  // right after it is added (the DACL of the object is rewritten).
   static void delegateInitRights(kesh::ADObject zoneObject,
                                  const std::shared_ptr<MyBinding>& binding);
 
@@ -245,9 +249,7 @@ class IZoneSupportNssVars {
 };
 
 // --- Mix-ins: the schema-backed capabilities, composed by the zone classes. Each reads
-// nothing of its zone but `object`, `binding` and `schema`. Operations whose family has
-// not landed (computers, NIS maps) throw kesh::BadDataException "<operation> is
-// not available yet".
+// nothing of its zone but `object`, `binding` and `schema`.
 
 class NssZoneSupportZoneUserGroup : public virtual NssZone,
                                     public IZoneSupportNssZoneUser,
@@ -283,6 +285,9 @@ class NssZoneSupportLocalUserGroup : public virtual NssZone,
   std::shared_ptr<NssGroup> newLocalGroup(const std::string& name) override;
 };
 
+// Zone computer profiles (schema/computer.h). getZoneComputer takes
+// "<sAMAccountName>@<domain>" or "*<SID>"; newZoneComputer refuses a computer that has a
+// profile in the zone (kesh::BadDataException "Computer already in zone").
 class NssZoneSupportComputer : public virtual NssZone,
                                public IZoneSupportComputer,
                                public IZoneJoinable {
@@ -302,6 +307,11 @@ class NssZoneSupportComputer : public virtual NssZone,
   void createNisServerGroup() override;
 };
 
+// NIS maps (zones/nis_map.h). Messages: "NisMap already in zone" (newMap), "Map entry
+// already exists" (addMapEntry), the indexed key's (ParseNisMapIndexedKey),
+// kesh::NotFoundException "entry not found" and kesh::BadDataException "key index out of
+// bound" (removeMapEntry). newMap writes nothing: saveMap adds the map. Entries are written
+// at once.
 class NssZoneSupportNisMaps : public virtual NssZone, public IZoneSupportNisMaps {
  public:
   void getMaps(std::list<std::string>& out) override;
@@ -314,7 +324,18 @@ class NssZoneSupportNisMaps : public virtual NssZone, public IZoneSupportNisMaps
   void removeMapEntry(const std::string& map, const std::string& indexedKey) override;
   void saveMap(std::shared_ptr<NisMap>& map) override;
   std::shared_ptr<NisMap> getMap(const std::string& map) override;
+  // The child cn=NisMaps of the zone, read from the directory; added when missing.
   kesh::ADObject getNisContainer() override;
+
+  // The entries of `map` with description `key` (escaped for the filter), spares excluded:
+  // one one-level search of the map.
+  kesh::ADObjectList findMapEntry(const std::string& map, const std::string& key);
+  // The first spare entry of `map`, or an invalid object.
+  kesh::ADObject findSpareMapEntry(const std::string& map);
+
+ protected:
+  // The map's object in memory (cn=<map> below the NIS container), carrying its DN.
+  kesh::ADObject getMapObject(const std::string& map);
 };
 
 // Throws kesh::BadDataException "<operation> is not available yet": the answer of the

@@ -6,16 +6,20 @@
 #include <set>
 #include <vector>
 
+#include "authorization/qv.h"
 #include "directory/ldap.h"
 #include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/strings.h"
+#include "directory/principal.h"
 #include "directory/session.h"
 #include "schema/zschema.h"
 #include "script/args.h"
 #include "script/context.h"
+#include "zones/access_zone.h"
+#include "zones/classic_zone.h"
 #include "zones/ngzone.h"
 
 namespace {
@@ -241,13 +245,17 @@ std::string GetZoneField(const Tcl::object& args) {
   const std::string& field = positional[0];
 
   IZone* zone = GetCurrentZone<IZone>();
-  // Classic computer zones (only parent, type and schema) and access zones (dn and
-  // description of their scope) come with their zone kinds; no zone of either kind can be
-  // current before then.
+  if (dynamic_cast<ClassicMachineZone*>(zone) != nullptr && field != "parent" && field != "type" &&
+      field != "schema") {
+    WrongZoneType();
+  }
+  if (AccessZone* access = dynamic_cast<AccessZone*>(zone)) {
+    if (field == "dn") return access->scope->scopeObject->dn();
+    if (field == "description") return access->scope->scopeObject->firstValue(AD_DESCRIPTION);
+  }
   if (field == "parent") return GetCurrentZone<IZoneHasParent>()->getParent(switches["-raw"].seen);
   if (field == "dn") return GetCurrentZone<NssZone>()->object.dn();
-  // The computers of a computer role: access zones come with their zone kind.
-  if (field == "computers") WrongZoneType();
+  if (field == "computers") return GetCurrentZone<AccessZone>()->getGroup();
   if (field == "type") return ZoneTypeWordOf(zone->getZoneType());
   if (field == "schema") return SchemaWordOf(zone->getSchemaType());
   if (field == "nisdomain") return CurrentNisSchema().getNisDomain();
@@ -261,8 +269,16 @@ std::string GetZoneField(const Tcl::object& args) {
 
 void SetZoneField(const std::string& field, const std::string& value) {
   IZone* zone = GetCurrentZone<IZone>();
-  // Classic computer zones (nothing settable) and access zones (the description of their
-  // scope) come with their zone kinds; no zone of either kind can be current before then.
+  if (dynamic_cast<ClassicMachineZone*>(zone) != nullptr) {
+    KESH_THROW(kesh::BadDataException, 0,
+               "Invalid zone type. Classic computer zone has no settable zone fields.");
+  }
+  AccessZone* access = dynamic_cast<AccessZone*>(zone);
+  if (access != nullptr && field == "description") {
+    // Written by the access zone's saveZone, with its group.
+    (*access->scope->scopeObject)[AD_DESCRIPTION] = value;
+    return;
+  }
   if (field == "parent") {
     if (zone->getSchemaType() == SCHEMA_TYPE_SFU) {
       KESH_THROW(kesh::BadDataException, 0, "Do not allow to set parent field for SFU zone");
@@ -275,8 +291,10 @@ void SetZoneField(const std::string& field, const std::string& value) {
     tree->setParent(value);
     return;
   }
-  // The computers of a computer role: access zones come with their zone kind.
-  if (field == "computers") WrongZoneType();
+  if (field == "computers") {
+    GetCurrentZone<AccessZone>()->setGroup(value);
+    return;
+  }
   if (field == "nisdomain") {
     CurrentNisSchema().setNisDomain(value);
     return;
@@ -348,3 +366,32 @@ Tcl::object GetNssVars() {
   for (const auto& entry : vars) items.push_back(entry.first + "=" + entry.second);
   return StringList(items);
 }
+
+void CreateComputerRole(const std::string& path, const std::string& group) {
+  kesh::ADObject adGroup = GetADGroup(group);
+  if (IsDistributionGroup(adGroup)) {
+    KESH_THROW(kesh::BadDataException, 0, "Error: %s is a distribution group.", group.c_str());
+  }
+  CreateZone(path, SCHEMA_TYPE_NONE, ZONE_TYPE_ACCESS, false);
+  std::shared_ptr<IZone> zone = OpenZone(path);
+  AccessZone* access = dynamic_cast<AccessZone*>(zone.get());
+  access->setGroup(group);
+  access->saveZone();
+}
+
+void DelegateZoneRight(const std::string& right, const std::string& principal) {
+  GetCurrentZone()->delegateRight(right, principal);
+}
+
+void ManageQV(const std::string& word) {
+  ClassicZone* zone = GetCurrentZone<ClassicZone>();
+  if (word == "-on") {
+    zone->enableQV();
+  } else if (word == "-off") {
+    zone->disableQV();
+  } else {
+    KESH_THROW(kesh::BadDataException, 0, "Wrong argument. <-on|-off>");
+  }
+}
+
+int IsQVEnabled() { return GetCurrentZone<ClassicZone>()->isQVEnabled() ? 1 : 0; }

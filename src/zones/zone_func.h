@@ -69,4 +69,17 @@ Tcl::object GetChildZones(const Tcl::object& args);
 // order.
 Tcl::object GetNssVars();
 
+// `create_computer_role <zone DN>/<name> <group>`: the group must be a security group
+// ("Error: %s is a distribution group."); creates the access zone and saves the group in it.
+void CreateComputerRole(const std::string& path, const std::string& group);
+
+// `delegate_zone_right <right> <principal>`: the current zone's delegateRight.
+void DelegateZoneRight(const std::string& right, const std::string& principal);
+
+// `manage_qv -on|-off` on the current classic zone; any other word kesh::BadDataException
+// "Wrong argument. <-on|-off>".
+void ManageQV(const std::string& word);
+// `is_qv_enabled`: 1 or 0 for the current classic zone.
+int IsQVEnabled();
+
 #endif  // ZONESMITH_ZONES_ZONE_FUNC_H_
