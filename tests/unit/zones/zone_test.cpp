@@ -102,44 +102,6 @@ TEST(ParseUpnTest, RefusesAnEmptyOrZeroSuffix) {
   }
 }
 
-// --- The capabilities of a hierarchical zone ------------------------------------------------
-
-TEST(CapabilityTest, TreeZoneHasItsColumnOfTheTable) {
-  auto tree = std::make_shared<TreeZone>();
-  IZone* zone = tree.get();
-  const struct {
-    const char* capability;
-    bool has;
-  } rows[] = {
-      {"NssZone", dynamic_cast<NssZone*>(zone) != nullptr},
-      {"NGZone", dynamic_cast<NGZone*>(zone) != nullptr},
-      {"IZoneHasParent", dynamic_cast<IZoneHasParent*>(zone) != nullptr},
-      {"IZoneHasChildren", dynamic_cast<IZoneHasChildren*>(zone) != nullptr},
-      {"IZoneHasSettableChildren", dynamic_cast<IZoneHasSettableChildren*>(zone) != nullptr},
-      {"IZoneHasSettableParent", dynamic_cast<IZoneHasSettableParent*>(zone) != nullptr},
-      {"IZoneHasComputerZone", dynamic_cast<IZoneHasComputerZone*>(zone) != nullptr},
-      {"IZoneJoinable", dynamic_cast<IZoneJoinable*>(zone) != nullptr},
-      {"IZoneSupportComputer", dynamic_cast<IZoneSupportComputer*>(zone) != nullptr},
-      {"IZoneSupportNssZoneUser", dynamic_cast<IZoneSupportNssZoneUser*>(zone) != nullptr},
-      {"IZoneSupportNssZoneGroup", dynamic_cast<IZoneSupportNssZoneGroup*>(zone) != nullptr},
-      {"IZoneSupportNssLocalUser", dynamic_cast<IZoneSupportNssLocalUser*>(zone) != nullptr},
-      {"IZoneSupportNssLocalGroup", dynamic_cast<IZoneSupportNssLocalGroup*>(zone) != nullptr},
-      {"IZoneSupportNisMaps", dynamic_cast<IZoneSupportNisMaps*>(zone) != nullptr},
-      {"IZoneSupportNssVars", dynamic_cast<IZoneSupportNssVars*>(zone) != nullptr},
-      {"IZoneSupportAssignment", dynamic_cast<IZoneSupportAssignment*>(zone) != nullptr},
-      {"IZoneManageRoles", dynamic_cast<IZoneManageRoles*>(zone) != nullptr},
-      {"IZoneManageRights", dynamic_cast<IZoneManageRights*>(zone) != nullptr},
-      {"IZoneManageRS", dynamic_cast<IZoneManageRS*>(zone) != nullptr},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(std::string(row.capability) != "IZoneManageRS", row.has) << row.capability;
-  }
-  EXPECT_EQ(ZONE_TYPE_TREE, zone->getZoneType());
-  // The two group capabilities are distinct objects that answer their own group type.
-  EXPECT_EQ(0, dynamic_cast<IZoneSupportNssZoneGroup*>(zone)->getGroupType());
-  EXPECT_EQ(1, dynamic_cast<IZoneSupportNssLocalGroup*>(zone)->getGroupType());
-}
-
 // --- OpenZone and CreateZone on the directory -------------------------------------------------
 
 class DispatchTest : public ZoneRig {
