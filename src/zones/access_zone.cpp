@@ -4,20 +4,61 @@
 #include <memory>
 #include <string>
 
+#include "authorization/qv.h"
+#include "directory/ldap.h"
+#include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
+#include "directory/library/sam_parser.h"
+#include "directory/principal.h"
+#include "zones/ngzone.h"
 
 const char* const AccessZone::SCOPE_MARKER = "$KeshAccessZone1";
 
-std::shared_ptr<IZone> AccessZone::Open(std::shared_ptr<IZone>, const std::string&) {
-  NotAvailableYet("AccessZone::Open");
+namespace {
+
+// The hierarchical zone an access zone belongs to; "Wrong zone type" for any other.
+TreeZone& ParentTree(const std::shared_ptr<IZone>& parent) {
+  TreeZone* tree = dynamic_cast<TreeZone*>(parent.get());
+  if (tree == nullptr) KESH_THROW(kesh::BadDataException, 0, "Wrong zone type");
+  return *tree;
 }
-std::shared_ptr<IZone> AccessZone::Create(std::shared_ptr<IZone>, const std::string&) {
-  NotAvailableYet("AccessZone::Create");
+
+}  // namespace
+
+std::shared_ptr<IZone> AccessZone::Open(std::shared_ptr<IZone> parent, const std::string& name) {
+  TreeZone& tree = ParentTree(parent);
+  std::shared_ptr<AccessZone> zone = std::make_shared<AccessZone>();
+  zone->store = tree.store;
+  zone->scope = tree.store->openAccessZoneScope(name, SCOPE_MARKER);
+  zone->parentDn = tree.object.dn();
+  zone->name = name;
+  zone->group = zone->scope->getAccessZoneGroup();
+  return zone;
 }
-std::string AccessZone::getPath() { NotAvailableYet("getPath"); }
-std::string AccessZone::getZoneName() { NotAvailableYet("getZoneName"); }
-std::string AccessZone::getParent(bool) { NotAvailableYet("getParent"); }
-void AccessZone::saveZone() { NotAvailableYet("saveZone"); }
-void AccessZone::remove() { NotAvailableYet("remove"); }
-std::string AccessZone::getGroup() { NotAvailableYet("getGroup"); }
-void AccessZone::setGroup(const std::string&) { NotAvailableYet("setGroup"); }
+
+std::shared_ptr<IZone> AccessZone::Create(std::shared_ptr<IZone> parent, const std::string& name) {
+  TreeZone& tree = ParentTree(parent);
+  tree.store->createAccessZoneScope(name);
+  return Open(parent, name);
+}
+
+std::string AccessZone::getPath() { return parentDn + "/" + name; }
+
+std::string AccessZone::getZoneName() { return name; }
+
+std::string AccessZone::getParent(bool) { return parentDn; }
+
+void AccessZone::saveZone() {
+  kesh::ADObject& object = *scope->scopeObject;
+  object[AZ_APP_DATA] = sam::SamParser::WriteV2ScopeData(group);
+  scope->binding->update(object, MyBinding::UPDATE_REPLACE);
+}
+
+void AccessZone::remove() { store->deleteScope(name); }
+
+std::string AccessZone::getGroup() { return group; }
+
+void AccessZone::setGroup(const std::string& value) {
+  GetADGroup(value);
+  group = value;
+}
