@@ -48,8 +48,8 @@ kesh::ADObject ComputerContainer(TreeZone& tree) {
 
 // The zone object cn=<computer>:zone,cn=Computers,<zone>, built in memory.
 kesh::ADObject MachineZoneObject(TreeZone& tree, const std::string& computer) {
-  return kesh::LDAPBinding::createChild(ComputerContainer(tree), computer + kComputerZoneSuffix,
-                                        "cn");
+  kesh::ADObject container = ComputerContainer(tree);
+  return kesh::LDAPBinding::createChild(container, computer + kComputerZoneSuffix, "cn");
 }
 
 // Copies the parent link of the computer's profile, when it has one, into the dictionary of
@@ -57,8 +57,8 @@ kesh::ADObject MachineZoneObject(TreeZone& tree, const std::string& computer) {
 void CopyParentLink(TreeZone& tree, const std::string& computer, kesh::ADObject& zoneObject) {
   std::string link;
   try {
-    const std::string profileDn =
-        kesh::LDAPBinding::createChild(ComputerContainer(tree), computer, "cn").dn();
+    kesh::ADObject container = ComputerContainer(tree);
+    const std::string profileDn = kesh::LDAPBinding::createChild(container, computer, "cn").dn();
     kesh::ADObject profile = tree.binding->fetch(profileDn, nullptr, AD_ALL_OBJECTS);
     std::map<std::string, std::string> keywords;
     CramDict(profile.find(kKeywords), keywords);
