@@ -12,6 +12,7 @@
 #include "directory/session.h"
 #include "schema/keywords.h"
 #include "schema/profile_store.h"
+#include "schema/zschema.h"
 #include "script/args.h"
 #include "script/context.h"
 #include "zones/ngzone.h"
@@ -55,6 +56,12 @@ std::string ZoneUserKey(const NssZoneUser& user, bool upn) {
 }
 
 bool IsSfuZone() { return GetCurrentZone<IZone>()->getSchemaType() == SCHEMA_TYPE_SFU; }
+
+// An SFU zone takes only names of its "sfudomain"; the check reads no directory.
+void CheckSfuName(const std::string& name) {
+  auto* sfu = dynamic_cast<SchemaSfu*>(GetCurrentZone<IZone>()->getSchema());
+  if (sfu != nullptr) sfu->checkUserGroupName(name);
+}
 
 void RequireLocalUserZone() {
   if (!TestCurrentZone<NGZone>()) {
@@ -188,7 +195,7 @@ Tcl::object GetPendingZoneUsers() {
 
 void NewZoneUser(const std::string& name) {
   IZoneSupportNssZoneUser* zone = GetCurrentZone<IZoneSupportNssZoneUser>();
-  // An SFU zone checks the name against the layout first; that layout has not landed.
+  CheckSfuName(name);
   GetContextTab()->zoneUser = zone->newNssZUser(name);
 }
 
@@ -198,7 +205,7 @@ void SelectZoneUser(const Tcl::object& args) {
   ParseArgs(switches, args, positional);
   if (positional.size() != 1) throw Tcl::tcl_syntax_error();
   IZoneSupportNssZoneUser* zone = GetCurrentZone<IZoneSupportNssZoneUser>();
-  // An SFU zone checks the name against the layout first; that layout has not landed.
+  CheckSfuName(positional[0]);
   GetContextTab()->zoneUser = zone->getNssZUser(positional[0], switches["-unix"].seen);
 }
 

@@ -10,6 +10,7 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/strings.h"
 #include "directory/session.h"
+#include "schema/zschema.h"
 #include "script/args.h"
 #include "script/context.h"
 #include "zones/ngzone.h"
@@ -38,6 +39,12 @@ std::string PendingText(const NssGroup& group) {
 }
 
 bool IsSfuZone() { return GetCurrentZone<IZone>()->getSchemaType() == SCHEMA_TYPE_SFU; }
+
+// An SFU zone takes only names of its "sfudomain"; the check reads no directory.
+void CheckSfuName(const std::string& name) {
+  auto* sfu = dynamic_cast<SchemaSfu*>(GetCurrentZone<IZone>()->getSchema());
+  if (sfu != nullptr) sfu->checkUserGroupName(name);
+}
 
 void RequireLocalGroupZone() {
   if (!TestCurrentZone<NGZone>()) {
@@ -154,7 +161,7 @@ void SelectZoneGroup(const Tcl::object& args) {
   ParseArgs(switches, args, positional);
   if (positional.size() != 1) throw Tcl::tcl_syntax_error();
   IZoneSupportNssZoneGroup* zone = GetCurrentZone<IZoneSupportNssZoneGroup>();
-  // An SFU zone checks the name against the layout first; that layout has not landed.
+  CheckSfuName(positional[0]);
   GetContextTab()->zoneGroup = zone->getZGroup(positional[0], switches["-unix"].seen);
 }
 

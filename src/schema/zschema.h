@@ -30,9 +30,8 @@
 // Zone properties live in the keyword dictionary of the zone's `description` (see
 // schema/keywords.h); setZoneData writes the initial set for a new zone.
 //
-// The computer operations and the SFU layout's profile operations are not part of this
-// release of the adapters: they throw kesh::BadDataException "<operation> is not available
-// yet".
+// The computer operations are not part of this release of the adapters: they throw
+// kesh::BadDataException "<operation> is not available yet".
 #ifndef ZONESMITH_SCHEMA_ZSCHEMA_H_
 #define ZONESMITH_SCHEMA_ZSCHEMA_H_
 
@@ -380,7 +379,18 @@ class MachineDynamic : public SchemaScpDynamic {
   void setDisplayName() override;  // "$KeshComputerZoneVersion1"
 };
 
-// The SFU layout. Its profile operations are not available yet.
+// The SFU layout: no profile objects; the directory's own users and groups carry the UNIX
+// data, and a user or group belongs to the zone when its msSFU30NisDomain equals the zone's
+// "nisdomain". Fields and their attributes, first choice / second choice:
+//   uid       msSFU30UidNumber      uidNumber
+//   gid       msSFU30GidNumber      gidNumber
+//   unixName  msSFU30Name           uid
+//   shell     msSFU30LoginShell     loginShell
+//   home      msSFU30HomeDirectory  unixHomeDirectory
+//   gecos     msSFU30Gecos          gecos (below version 6: description)
+// A load reads all fields from the first choice when any of them is there, else from the
+// second; a save writes the second-choice names. Writes go to the binding of "sfudomain".
+// There are no local users or groups, and no aliases.
 class SchemaSfu : public SchemaBase {
  public:
   // Reads "nisdomain" from the zone's dictionary into nisDomain.
@@ -406,14 +416,36 @@ class SchemaSfu : public SchemaBase {
   void deleteGroup(std::shared_ptr<NssGroup>& group) override;
   void getGroups(const std::string& filter, std::list<std::shared_ptr<NssGroup>>& out,
                  NssGroup* (*factory)(), bool local) override;
+  // The user of this NIS domain whose attribute uid is `name`. Throws
+  // kesh::BadDataException "SFU Zone does not support local user" with `local`,
+  // kesh::NotFoundException "user not found" when there is none.
   kesh::ADObject findUnixUser(const std::string& name, bool local) override;
+  // The group of this NIS domain whose cn is `name`; the same with "local group" and
+  // "group not found".
   kesh::ADObject findUnixGroup(const std::string& name, bool local) override;
+
+  // Run by the user and group commands before a name is used; reads no directory. Throws
+  // kesh::BadDataException "User/Group name must include domain" without "@", "User/Group
+  // is not from SfuDomain" when the text after the first "@" is not getSfuDomain()
+  // (compared without regard to case).
+  void checkUserGroupName(const std::string& name);
 
   // The zone property "sfudomain": the domain whose users and groups the zone uses.
   std::string getSfuDomain() { return getZoneProp("sfudomain"); }
   void setSfuDomain(const std::string& value) { setZoneProp("sfudomain", value); }
 
+  // Makes `object` the user's adUser and scp and reads the fields (see above). When the
+  // object holds no first-choice attribute, writesRfcAttributes records whether it holds any
+  // second-choice one; with none it throws kesh::BadDataException "Zone user has incomplete
+  // attributes: <dn>".
+  void loadZUserData(kesh::ADObject& object, std::shared_ptr<NssZoneUser> user);
+  // Makes `object` the group's adGroup and scp: gid from msSFU30GidNumber or gidNumber,
+  // unixName from cn.
+  void loadGroupData(kesh::ADObject& object, std::shared_ptr<NssGroup>& group);
+
   std::string nisDomain;
+  // Whether saves write the second-choice attributes; true until a load finds a user
+  // without any first-choice attribute, then whether it found a second-choice one.
   bool writesRfcAttributes = true;
 };
 
