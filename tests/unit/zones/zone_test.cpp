@@ -138,24 +138,26 @@ TEST_F(DispatchTest, OpenZoneTellsTheKindByTheStoredVersion) {
       {ZoneDn("classic") + "/role", "Bad zone name format (az not supported)"},
       {ZoneDn("classic"), "Classic zones are not available yet"},
       {"host9.example@" + ZoneDn("classic"), "Classic zones are not available yet"},
-      {tree + "/role", "Access zones are not available yet"},
       {"CN=Users,DC=example,DC=test", "CN=Users,DC=example,DC=test is not a zone"},
       {"host1", "Bad zone name format"},
   };
   for (const auto& c : refused) {
     EXPECT_EQ(c.message, MessageOf<kesh::BadDataException>([&] { OpenZone(c.path); })) << c.path;
   }
-  // Computer zones fail as missing ones do, so that a parent lists them as broken.
-  EXPECT_EQ("Computer zones are not available yet: host.example@" + tree,
-            MessageOf<kesh::NotFoundException>([&] { OpenZone("host.example@" + tree); }));
-  EXPECT_EQ(kesh::LDAP_RC_NO_SUCH_OBJECT, [&] {
-    try {
-      OpenZone(ZoneDn("missing"));
-    } catch (const LDAPException& e) {
-      return e.rc();
-    }
-    return 0;
-  }());
+  // A missing zone or computer zone fails in the read of its object; a missing access zone
+  // in the search for its scope, after the tree zone opened.
+  for (const std::string& path : {ZoneDn("missing"), "host.example@" + tree}) {
+    EXPECT_EQ(kesh::LDAP_RC_NO_SUCH_OBJECT, [&] {
+      try {
+        OpenZone(path);
+      } catch (const LDAPException& e) {
+        return e.rc();
+      }
+      return 0;
+    }()) << path;
+  }
+  EXPECT_EQ("Scope role not found",
+            MessageOf<kesh::NotFoundException>([&] { OpenZone(tree + "/role"); }));
   // An empty access zone name or computer name names the zone itself.
   for (const std::string& path : {tree, tree + "/", "@" + tree}) {
     std::shared_ptr<IZone> zone = OpenZone(path);
@@ -184,9 +186,7 @@ TEST_F(DispatchTest, CreateZoneTestsInOrderAndWritesNothingWhenItRefuses) {
       {z, SCHEMA_TYPE_RFC, ZONE_TYPE_COMPUTER, "Invalid zone type"},
       {z + "/role", SCHEMA_TYPE_RFC, ZONE_TYPE_TREE, "Invalid zone type"},
       {"a.b@" + z, SCHEMA_TYPE_SFU, ZONE_TYPE_COMPUTER, "Machine zone can not be SFU zone"},
-      {"a.b@" + z, SCHEMA_TYPE_RFC, ZONE_TYPE_COMPUTER, "Computer zones are not available yet"},
       {z, SCHEMA_TYPE_RFC, ZONE_TYPE_CLASSIC4, "Classic zones are not available yet"},
-      {z + "/role", SCHEMA_TYPE_NONE, ZONE_TYPE_ACCESS, "Access zones are not available yet"},
       // The domain level is tested for hierarchical, computer and access zones only, and
       // before the layout of a computer zone.
       {old, SCHEMA_TYPE_RFC, ZONE_TYPE_TREE, "Zone type not supported in win2k domain"},
