@@ -107,26 +107,20 @@ std::vector<kesh::SID> LinkedSids(kesh::ADObjectList& found, int version) {
 
 void SchemaBase::loadComputer(const std::string& name, std::shared_ptr<ZoneComputer>& computer) {
   if (name.empty()) throw std::out_of_range("empty computer name");
-  kesh::ADObject adComputer;
+  const bool bySid = name[0] == '*';
+  kesh::ADObject adComputer = bySid ? FakeSidObject(name.substr(1)) : GetADComputer(name);
   kesh::SID sid;
-  if (name[0] == '*') {
-    const std::string sidText = name.substr(1);
-    adComputer = FakeSidObject(sidText);
-    sid = kesh::SID(sidText);
-  } else {
-    adComputer = GetADComputer(name);
-    sid = adComputer.sid();
-  }
   kesh::ADObject scp;
   try {
+    sid = bySid ? kesh::SID(name.substr(1)) : adComputer.sid();
     scp = FindScpBySid(binding_, zone_, sid, COMPUTERS_CONTAINER, adComputer.dn());
   } catch (const std::exception&) {
-    // Not found and not searchable alike: no profile.
+    // A malformed SID, no profile and a failed search alike: no profile.
   }
   if (scp.empty()) KESH_THROW(kesh::NotFoundException, 0, "Computer not in current zone");
   // The computer just read stands for its own SID; the load need not look it up again.
   PrincipalsBySid known;
-  if (name[0] != '*') known[sid.toMSString()] = adComputer;
+  if (!bySid) known[sid.toMSString()] = adComputer;
   LoadComputerData(scp, *computer, version_, known);
 }
 
