@@ -5,30 +5,153 @@
 #include <string>
 
 #include "directory/ldap.h"
+#include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
+#include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
 #include "zones/nis_map.h"
 #include "zones/zone.h"
 
-void NssZoneSupportNisMaps::getMaps(std::list<std::string>&) { NotAvailableYet("getMaps"); }
+namespace {
+
+constexpr char kContainerClass[] = "container";
+constexpr char kEntryClass[] = "classStore";
+// Attributes of an entry: the key, the value and the comment.
+constexpr char kEntryKey[] = "description";
+constexpr char kEntryValue[] = "adminDescription";
+constexpr char kEntryComment[] = "wWWHomePage";
+// Matches the spares of a map ("\01" is the filter escape of NIS_SPARE_PREFIX).
+constexpr char kSpareFilter[] = "(cn=\\01*)";
+
+// "CN=<cn>" for a rename, the leading spare byte written as its DN escape.
+std::string RdnOf(const std::string& cn) {
+  return "CN=" + kesh::DN::escape(cn, std::string(1, NIS_SPARE_PREFIX), "", false);
+}
+
+// The entries of `key` in the map `mapDn`, spares excluded.
+kesh::ADObjectList SearchEntries(MyBinding& binding, const std::string& mapDn,
+                                 const std::string& key) {
+  const std::string filter = std::string("(&(") + kEntryKey + "=" +
+                             kesh::DN::escapeLDAPFilter(key) + ")(!" + kSpareFilter + "))";
+  return binding.search(filter, mapDn, nullptr, kesh::SCOPE_ONE, 0);
+}
+
+// The first spare of the map `mapDn`, or an empty object.
+kesh::ADObject SearchSpare(MyBinding& binding, const std::string& mapDn) {
+  kesh::ADObjectList found = binding.search(kSpareFilter, mapDn, nullptr, kesh::SCOPE_ONE, 0);
+  return found.empty() ? kesh::ADObject() : found.front();
+}
+
+}  // namespace
+
+void NssZoneSupportNisMaps::getMaps(std::list<std::string>& out) {
+  kesh::ADObject container = getNisContainer();
+  for (kesh::ADObject& child : binding->children(container, nullptr)) {
+    std::string cn = child.firstValue(AD_CN);
+    if (!cn.empty() && cn[0] == NIS_SPARE_PREFIX) continue;
+    out.push_back(cn);
+  }
+}
+
 void NssZoneSupportNisMaps::getMapEntries(
-    const std::string&, std::map<std::string, std::pair<std::string, std::string>>&) {
-  NotAvailableYet("getMapEntries");
+    const std::string& map, std::map<std::string, std::pair<std::string, std::string>>& out) {
+  kesh::ADObject mapObject = getMapObject(map);
+  std::map<std::string, unsigned> seen;
+  for (kesh::ADObject& child : binding->children(mapObject, nullptr)) {
+    if (child.firstValue(AD_CN).at(0) == NIS_SPARE_PREFIX) continue;
+    std::string key = child.firstValue(kEntryKey);
+    std::string indexed = key + ":" + std::to_string(++seen[key]);
+    out[indexed] = {child.firstValue(kEntryValue), child.firstValue(kEntryComment)};
+  }
 }
-std::shared_ptr<NisMap> NssZoneSupportNisMaps::newMap(const std::string&, bool) {
-  NotAvailableYet("newMap");
+
+std::shared_ptr<NisMap> NssZoneSupportNisMaps::newMap(const std::string& name, bool automount) {
+  kesh::ADObject mapObject = getMapObject(name);
+  bool exists = false;
+  try {
+    binding->fetch(mapObject.dn(), nullptr, AD_ALL_OBJECTS);
+    exists = true;
+  } catch (const std::exception&) {
+    // Not there yet: the name is free.
+  }
+  if (exists) KESH_THROW(kesh::BadDataException, 0, "NisMap already in zone");
+  mapObject[AD_OBJECT_CLASS] = kContainerClass;
+  mapObject[AD_DISPLAY_NAME] = automount ? std::string(AUTOMOUNT_MAP_VERSION) : GetMapSchema(name);
+  mapObject[AD_DESCRIPTION] =
+      automount ? std::string(AUTOMOUNT_VERSION_GUID) : GetMapSchemaGuid(name);
+  auto nisMap = std::make_shared<NisMap>();
+  nisMap->object = mapObject;
+  nisMap->name = name;
+  nisMap->isNew = true;
+  return nisMap;
 }
-void NssZoneSupportNisMaps::deleteMap(const std::string&) { NotAvailableYet("deleteMap"); }
-void NssZoneSupportNisMaps::addMapEntry(const std::string&, const std::string&, const std::string&,
-                                        const std::string&) {
-  NotAvailableYet("addMapEntry");
+
+void NssZoneSupportNisMaps::deleteMap(const std::string& map) {
+  kesh::ADObject mapObject = getMapObject(map);
+  binding->remove(mapObject, true);
 }
-void NssZoneSupportNisMaps::removeMapEntry(const std::string&, const std::string&) {
-  NotAvailableYet("removeMapEntry");
+
+void NssZoneSupportNisMaps::addMapEntry(const std::string& map, const std::string& key,
+                                        const std::string& value, const std::string& comment) {
+  // The map is named once for the three steps below.
+  const std::string mapDn = getMapObject(map).dn();
+  if (!SearchEntries(*binding, mapDn, key).empty())
+    KESH_THROW(kesh::BadDataException, 0, "Map entry already exists");
+  kesh::ADObject spare = SearchSpare(*binding, mapDn);
+  // The cn is escaped already: it goes into the DN as it is.
+  const std::string cn = NewMapEntryCn(key);
+  const bool reuse = !spare.empty();
+  if (reuse) binding->rename(spare, "CN=" + cn);
+  kesh::ADObject entry("CN=" + cn + "," + mapDn);
+  entry[kEntryKey] = key;
+  entry[kEntryValue] = value;
+  if (!comment.empty()) entry[kEntryComment] = comment;
+  if (reuse) {
+    // Only the attributes set above are written: a comment of the former entry stays when
+    // the new one has none.
+    binding->update(entry, MyBinding::UPDATE_REPLACE);
+    return;
+  }
+  entry[AD_DISPLAY_NAME] = GetMapEntrySchema(map);
+  entry[AD_OBJECT_CLASS] = kEntryClass;
+  binding->add(entry);
 }
-void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>&) { NotAvailableYet("saveMap"); }
-std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string&) {
-  NotAvailableYet("getMap");
+
+void NssZoneSupportNisMaps::removeMapEntry(const std::string& map, const std::string& indexedKey) {
+  std::string key;
+  const unsigned index = ParseNisMapIndexedKey(indexedKey, key);
+  kesh::ADObjectList found = findMapEntry(map, key);
+  if (found.empty()) KESH_THROW(kesh::NotFoundException, 0, "entry not found");
+  if (index < 1 || index > found.size())
+    KESH_THROW(kesh::BadDataException, 0, "key index out of bound");
+  kesh::ADObject entry = binding->fetch(found[index - 1].dn(), nullptr, AD_ALL_OBJECTS);
+  binding->rename(entry, RdnOf(NewSpareEntryCn()));
+}
+
+void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>& map) {
+  kesh::ADObject& mapObject = map->object;
+  mapObject[AD_WBEM_PATH] = map->wbemPath;
+  if (map->isNew) {
+    binding->add(mapObject);
+  } else {
+    binding->update(mapObject, MyBinding::UPDATE_REPLACE);
+  }
+  map->isNew = false;
+  try {
+    map->object = binding->fetch(mapObject.dn(), nullptr, AD_ALL_OBJECTS);
+  } catch (const std::exception&) {
+    // The map is saved; the copy in memory stays as written.
+  }
+}
+
+std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string& name) {
+  kesh::ADObject mapObject = getMapObject(name);
+  auto nisMap = std::make_shared<NisMap>();
+  nisMap->object = binding->fetch(mapObject.dn(), nullptr, AD_ALL_OBJECTS);
+  nisMap->wbemPath = nisMap->object.firstValue(AD_WBEM_PATH);
+  nisMap->name = name;
+  nisMap->isNew = false;
+  return nisMap;
 }
 
 kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
@@ -39,17 +162,21 @@ kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
   } catch (const LDAPException&) {
     // A zone whose NIS container went missing gets it back on first use.
   }
-  container[AD_OBJECT_CLASS] = "container";
+  container[AD_OBJECT_CLASS] = kContainerClass;
   binding->add(container);
   return binding->fetch(dn, nullptr, AD_ALL_OBJECTS);
 }
 
-kesh::ADObjectList NssZoneSupportNisMaps::findMapEntry(const std::string&, const std::string&) {
-  NotAvailableYet("findMapEntry");
+kesh::ADObjectList NssZoneSupportNisMaps::findMapEntry(const std::string& map,
+                                                       const std::string& key) {
+  return SearchEntries(*binding, getMapObject(map).dn(), key);
 }
-kesh::ADObject NssZoneSupportNisMaps::findSpareMapEntry(const std::string&) {
-  NotAvailableYet("findSpareMapEntry");
+
+kesh::ADObject NssZoneSupportNisMaps::findSpareMapEntry(const std::string& map) {
+  return SearchSpare(*binding, getMapObject(map).dn());
 }
-kesh::ADObject NssZoneSupportNisMaps::getMapObject(const std::string&) {
-  NotAvailableYet("getMapObject");
+
+kesh::ADObject NssZoneSupportNisMaps::getMapObject(const std::string& map) {
+  kesh::ADObject container = getNisContainer();
+  return kesh::LDAPBinding::createChild(container, map, "cn");
 }
