@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "authorization/zone_qv.h"
+#include "zones/classic_zone.h"
 #include "zones/ngzone.h"
 #include "zones/zone_rig.h"
 
@@ -136,17 +137,17 @@ TEST_F(DispatchTest, OpenZoneTellsTheKindByTheStoredVersion) {
   } refused[] = {
       {ZoneDn("host.example:zone"), "Unsupported zone type"},
       {ZoneDn("classic") + "/role", "Bad zone name format (az not supported)"},
-      {ZoneDn("classic"), "Classic zones are not available yet"},
-      {"host9.example@" + ZoneDn("classic"), "Classic zones are not available yet"},
       {"CN=Users,DC=example,DC=test", "CN=Users,DC=example,DC=test is not a zone"},
       {"host1", "Bad zone name format"},
   };
   for (const auto& c : refused) {
     EXPECT_EQ(c.message, MessageOf<kesh::BadDataException>([&] { OpenZone(c.path); })) << c.path;
   }
-  // A missing zone or computer zone fails in the read of its object; a missing access zone
-  // in the search for its scope, after the tree zone opened.
-  for (const std::string& path : {ZoneDn("missing"), "host.example@" + tree}) {
+  // A missing zone or computer zone fails in the read of its object (a classic computer
+  // zone in that of the classic zone's store); a missing access zone in the search for its
+  // scope, after the tree zone opened.
+  for (const std::string& path :
+       {ZoneDn("missing"), "host.example@" + tree, "host9.example@" + ZoneDn("classic")}) {
     EXPECT_EQ(kesh::LDAP_RC_NO_SUCH_OBJECT, [&] {
       try {
         OpenZone(path);
@@ -158,6 +159,7 @@ TEST_F(DispatchTest, OpenZoneTellsTheKindByTheStoredVersion) {
   }
   EXPECT_EQ("Scope role not found",
             MessageOf<kesh::NotFoundException>([&] { OpenZone(tree + "/role"); }));
+  EXPECT_NE(nullptr, dynamic_cast<ClassicZone*>(OpenZone(ZoneDn("classic")).get()));
   // An empty access zone name or computer name names the zone itself.
   for (const std::string& path : {tree, tree + "/", "@" + tree}) {
     std::shared_ptr<IZone> zone = OpenZone(path);
@@ -186,7 +188,6 @@ TEST_F(DispatchTest, CreateZoneTestsInOrderAndWritesNothingWhenItRefuses) {
       {z, SCHEMA_TYPE_RFC, ZONE_TYPE_COMPUTER, "Invalid zone type"},
       {z + "/role", SCHEMA_TYPE_RFC, ZONE_TYPE_TREE, "Invalid zone type"},
       {"a.b@" + z, SCHEMA_TYPE_SFU, ZONE_TYPE_COMPUTER, "Machine zone can not be SFU zone"},
-      {z, SCHEMA_TYPE_RFC, ZONE_TYPE_CLASSIC4, "Classic zones are not available yet"},
       // The domain level is tested for hierarchical, computer and access zones only, and
       // before the layout of a computer zone.
       {old, SCHEMA_TYPE_RFC, ZONE_TYPE_TREE, "Zone type not supported in win2k domain"},
@@ -194,9 +195,6 @@ TEST_F(DispatchTest, CreateZoneTestsInOrderAndWritesNothingWhenItRefuses) {
        "Zone type not supported in win2k domain"},
       {old + "/role", SCHEMA_TYPE_NONE, ZONE_TYPE_ACCESS,
        "Zone type not supported in win2k domain"},
-      {old, SCHEMA_TYPE_RFC, ZONE_TYPE_CLASSIC3, "Classic zones are not available yet"},
-      {"a.b@" + old, SCHEMA_TYPE_RFC, ZONE_TYPE_CLASSIC_COMPUTER,
-       "Classic zones are not available yet"},
   };
   std::string before = memdir::DumpLdif("", true);
   for (const auto& c : cases) {
@@ -205,6 +203,16 @@ TEST_F(DispatchTest, CreateZoneTestsInOrderAndWritesNothingWhenItRefuses) {
         << c.path << " type " << c.type;
   }
   EXPECT_EQ(before, memdir::DumpLdif("", true));
+
+  // A classic computer zone is exempt from the domain level: its refusal is the classic
+  // zone's own.
+  const std::string oldClassic = "CN=c,OU=Zones,DC=old,DC=test";
+  memdir::LoadLdif("dn: " + oldClassic +
+                   "\nobjectClass: container\ndisplayName: $KeshZoneVersion4\n"
+                   "description: schema:Dynamic_Schema_2_0\n\n");
+  EXPECT_EQ("QV not enabled for this zone", MessageOf<kesh::BadDataException>([&] {
+              CreateZone("a.b@" + oldClassic, SCHEMA_TYPE_RFC, ZONE_TYPE_CLASSIC_COMPUTER, false);
+            }));
 }
 
 TEST_F(DispatchTest, CreateZoneOfATreeZoneAddsTheNisServerGroup) {
