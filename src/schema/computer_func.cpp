@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "directory/library/adbinding.h"
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/strings.h"
@@ -44,7 +45,8 @@ std::list<std::shared_ptr<ZoneComputer>> ZoneComputers() {
 }
 
 // Removes the computer zone of `name` below the current zone and forgets it in the zone
-// cache. A computer without a computer zone is the normal case and ends quietly.
+// cache. A computer without a computer zone is the normal case and ends quietly: the zone
+// cannot be opened, or its object is not there.
 void RemoveComputerZone(const std::string& name) {
   std::shared_ptr<IZone> parent = GetCurrentZone();
   const std::string path = kesh::lower(name + "@" + parent->getPath());
@@ -54,6 +56,9 @@ void RemoveComputerZone(const std::string& name) {
     GetContextTab()->zones.erase(path);
   } catch (const kesh::NotFoundException&) {
     // No computer zone (or it went meanwhile): nothing more to remove.
+  } catch (const LDAPException& e) {
+    // Opening reads the zone object, and a computer without a computer zone has none.
+    if (e.rc() != kesh::LDAP_RC_NO_SUCH_OBJECT) throw;
   }
 }
 
