@@ -130,7 +130,12 @@ void NssZoneSupportNisMaps::removeMapEntry(const std::string& map, const std::st
 
 void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>& map) {
   kesh::ADObject& mapObject = map->object;
-  mapObject[AD_WBEM_PATH] = map->wbemPath;
+  // The directory holds no empty value: an empty path is no attribute (cleared on update).
+  if (map->wbemPath.empty()) {
+    mapObject[AD_WBEM_PATH].reset();
+  } else {
+    mapObject[AD_WBEM_PATH] = map->wbemPath;
+  }
   if (map->isNew) {
     binding->add(mapObject);
   } else {

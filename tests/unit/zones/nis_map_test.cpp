@@ -192,10 +192,14 @@ TEST_F(NisMapTest, NewMapMarkersWbemPathAndNameInUse) {
     EXPECT_EQ("NisMap already in zone",
               MessageOf<kesh::BadDataException>([&] { zone_->newMap(r.name, false); }));
   }
-  // A saved map is updated in place.
+  // A saved map is updated in place; an empty path is no attribute, never an empty value.
+  EXPECT_FALSE(GetADObjectByDN(mapDn_).attributeExists(AD_WBEM_PATH));
   map_->wbemPath = "changed";
   zone_->saveMap(map_);
   EXPECT_EQ("changed", zone_->getMap("auto.home")->wbemPath);
+  map_->wbemPath = "";
+  zone_->saveMap(map_);
+  EXPECT_FALSE(GetADObjectByDN(mapDn_).attributeExists(AD_WBEM_PATH));
   EXPECT_THROW(zone_->getMap("absent"), LDAPException);
 }
 
