@@ -28,6 +28,16 @@ std::string RdnOf(const std::string& cn) {
   return "CN=" + kesh::DN::escape(cn, std::string(1, NIS_SPARE_PREFIX), "", false);
 }
 
+// Sets `attr` to `value`; an empty value clears the attribute instead (not sent by an add,
+// deleted by an update), as the directory holds no empty value.
+void SetOrClear(kesh::ADObject& object, const char* attr, const std::string& value) {
+  if (value.empty()) {
+    object[attr].reset();
+  } else {
+    object[attr] = value;
+  }
+}
+
 // The entries of `key` in the map `mapDn`, spares excluded.
 kesh::ADObjectList SearchEntries(MyBinding& binding, const std::string& mapDn,
                                  const std::string& key) {
@@ -76,7 +86,8 @@ std::shared_ptr<NisMap> NssZoneSupportNisMaps::newMap(const std::string& name, b
   }
   if (exists) KESH_THROW(kesh::BadDataException, 0, "NisMap already in zone");
   mapObject[AD_OBJECT_CLASS] = kContainerClass;
-  mapObject[AD_DISPLAY_NAME] = automount ? std::string(AUTOMOUNT_MAP_VERSION) : GetMapSchema(name);
+  SetOrClear(mapObject, AD_DISPLAY_NAME,
+             automount ? std::string(AUTOMOUNT_MAP_VERSION) : GetMapSchema(name));
   mapObject[AD_DESCRIPTION] =
       automount ? std::string(AUTOMOUNT_VERSION_GUID) : GetMapSchemaGuid(name);
   auto nisMap = std::make_shared<NisMap>();
@@ -104,7 +115,7 @@ void NssZoneSupportNisMaps::addMapEntry(const std::string& map, const std::strin
   if (reuse) binding->rename(spare, "CN=" + cn);
   kesh::ADObject entry("CN=" + cn + "," + mapDn);
   entry[kEntryKey] = key;
-  entry[kEntryValue] = value;
+  SetOrClear(entry, kEntryValue, value);
   if (!comment.empty()) entry[kEntryComment] = comment;
   if (reuse) {
     // Only the attributes set above are written: a comment of the former entry stays when
@@ -112,7 +123,7 @@ void NssZoneSupportNisMaps::addMapEntry(const std::string& map, const std::strin
     binding->update(entry, MyBinding::UPDATE_REPLACE);
     return;
   }
-  entry[AD_DISPLAY_NAME] = GetMapEntrySchema(map);
+  SetOrClear(entry, AD_DISPLAY_NAME, GetMapEntrySchema(map));
   entry[AD_OBJECT_CLASS] = kEntryClass;
   binding->add(entry);
 }
@@ -130,12 +141,7 @@ void NssZoneSupportNisMaps::removeMapEntry(const std::string& map, const std::st
 
 void NssZoneSupportNisMaps::saveMap(std::shared_ptr<NisMap>& map) {
   kesh::ADObject& mapObject = map->object;
-  // The directory holds no empty value: an empty path is no attribute (cleared on update).
-  if (map->wbemPath.empty()) {
-    mapObject[AD_WBEM_PATH].reset();
-  } else {
-    mapObject[AD_WBEM_PATH] = map->wbemPath;
-  }
+  SetOrClear(mapObject, AD_WBEM_PATH, map->wbemPath);
   if (map->isNew) {
     binding->add(mapObject);
   } else {

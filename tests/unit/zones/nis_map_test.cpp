@@ -186,6 +186,8 @@ TEST_F(NisMapTest, NewMapMarkersWbemPathAndNameInUse) {
     zone_->saveMap(map);
     std::shared_ptr<NisMap> read = zone_->getMap(r.name);
     EXPECT_EQ(r.marker, read->object.firstValue(AD_DISPLAY_NAME)) << r.name;
+    // The directory holds no empty value: a map without a marker has no displayName.
+    EXPECT_EQ(*r.marker != '\0', read->object.attributeExists(AD_DISPLAY_NAME)) << r.name;
     EXPECT_EQ(r.guid, read->object.firstValue(AD_DESCRIPTION)) << r.name;
     EXPECT_EQ(map->wbemPath, read->wbemPath);
     EXPECT_FALSE(read->isNew);
@@ -237,6 +239,23 @@ TEST_F(NisMapTest, RemovedEntryBecomesASpareThatTheNextAddReuses) {
   // With no spare left, the next entry is a new object.
   zone_->addMapEntry("auto.home", "d", "vd", "");
   EXPECT_EQ(3u, Children().size());
+}
+
+TEST_F(NisMapTest, EmptyMarkersAndValuesAreNoAttributes) {
+  std::shared_ptr<NisMap> generic = zone_->newMap("mymap", false);
+  zone_->saveMap(generic);
+  zone_->addMapEntry("mymap", "k", "", "");
+  kesh::ADObjectList found = zone_->findMapEntry("mymap", "k");
+  ASSERT_EQ(1u, found.size());
+  EXPECT_FALSE(found[0].attributeExists(AD_DISPLAY_NAME));
+  EXPECT_FALSE(found[0].attributeExists("adminDescription"));
+  EXPECT_EQ((Entries{{"k:1", {"", ""}}}), EntriesOf("mymap"));
+  // A reuse with an empty value drops the former value.
+  zone_->addMapEntry("auto.home", "a", "va", "");
+  zone_->removeMapEntry("auto.home", "a:1");
+  zone_->addMapEntry("auto.home", "b", "", "");
+  EXPECT_EQ((Entries{{"b:1", {"", ""}}}), EntriesOf());
+  EXPECT_FALSE(zone_->findMapEntry("auto.home", "b")[0].attributeExists("adminDescription"));
 }
 
 TEST_F(NisMapTest, RefusalsLeaveTheMapAsItWas) {
