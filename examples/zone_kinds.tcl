@@ -33,7 +33,8 @@ set_object_field member "CN=web01,$ou"
 save_object
 
 # A hierarchical zone with an automount map. A deleted entry becomes a spare object that
-# the next entry reuses.
+# the next entry reuses; only the new entry's key, value and comment (when it has one) are
+# written on it, so a comment of the former entry stays.
 set zone "CN=global,$ou"
 create_zone tree $zone
 select_zone $zone
@@ -74,7 +75,8 @@ create_computer_role $zone/webservers webservers@$domain
 select_zone $zone/webservers
 puts "computer role: [get_zone_field type], computers [get_zone_field computers]"
 new_role_assignment kim@$domain
-set_role_assignment_field role "UNIX Login"
+# The roles of the zone above, named with their zone.
+set_role_assignment_field role "UNIX Login/global"
 save_role_assignment
 list_role_assignments
 select_zone $zone
@@ -105,6 +107,7 @@ set_zone_field sfudomain $domain
 save_zone
 select_zone -nc $sfu
 new_zone_user kim@$domain
+set_zone_user_field uname kim
 set_zone_user_field uid 20001
 set_zone_user_field gid 20001
 set_zone_user_field shell /bin/bash
