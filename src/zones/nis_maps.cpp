@@ -14,6 +14,7 @@
 
 namespace {
 
+constexpr char NIS_CONTAINER[] = "NisMaps";
 constexpr char kContainerClass[] = "container";
 constexpr char kEntryClass[] = "classStore";
 // Attributes of an entry: the key, the value and the comment.
@@ -38,6 +39,12 @@ void SetOrClear(kesh::ADObject& object, const char* attr, const std::string& val
   }
 }
 
+// Whether `entry` is a spare: its cn begins with NIS_SPARE_PREFIX.
+bool IsSpare(kesh::ADObject& entry) {
+  const std::string cn = entry.firstValue(AD_CN);
+  return !cn.empty() && cn[0] == NIS_SPARE_PREFIX;
+}
+
 // The entries of `key` in the map `mapDn`, spares excluded.
 kesh::ADObjectList SearchEntries(MyBinding& binding, const std::string& mapDn,
                                  const std::string& key) {
@@ -57,9 +64,8 @@ kesh::ADObject SearchSpare(MyBinding& binding, const std::string& mapDn) {
 void NssZoneSupportNisMaps::getMaps(std::list<std::string>& out) {
   kesh::ADObject container = getNisContainer();
   for (kesh::ADObject& child : binding->children(container, nullptr)) {
-    std::string cn = child.firstValue(AD_CN);
-    if (!cn.empty() && cn[0] == NIS_SPARE_PREFIX) continue;
-    out.push_back(cn);
+    if (IsSpare(child)) continue;
+    out.push_back(child.firstValue(AD_CN));
   }
 }
 
@@ -104,11 +110,22 @@ void NssZoneSupportNisMaps::deleteMap(const std::string& map) {
 
 void NssZoneSupportNisMaps::addMapEntry(const std::string& map, const std::string& key,
                                         const std::string& value, const std::string& comment) {
-  // The map is named once for the three steps below.
-  const std::string mapDn = getMapObject(map).dn();
-  if (!SearchEntries(*binding, mapDn, key).empty())
-    KESH_THROW(kesh::BadDataException, 0, "Map entry already exists");
-  kesh::ADObject spare = SearchSpare(*binding, mapDn);
+  // An empty key matches no entry and would leave a reused spare half written.
+  if (key.empty()) KESH_THROW(kesh::BadDataException, 0, "Map entry key cannot be empty");
+  // A map exists only in an existing container: the add reads nothing of the container,
+  // and a missing map fails in the search below.
+  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_CONTAINER, AD_CN);
+  const std::string mapDn = kesh::LDAPBinding::createChild(container, map, AD_CN).dn();
+  // One search answers both questions, whether the key is taken and which spare to reuse:
+  // description is no indexed attribute, so each search reads every entry of the map.
+  static const char* const attrs[] = {AD_CN, nullptr};
+  const std::string filter = std::string("(|(") + kEntryKey + "=" +
+                             kesh::DN::escapeLDAPFilter(key) + ")" + kSpareFilter + ")";
+  kesh::ADObject spare;
+  for (kesh::ADObject& found : binding->search(filter, mapDn, attrs, kesh::SCOPE_ONE, 0)) {
+    if (!IsSpare(found)) KESH_THROW(kesh::BadDataException, 0, "Map entry already exists");
+    if (spare.empty()) spare = found;
+  }
   // The cn is escaped already: it goes into the DN as it is.
   const std::string cn = NewMapEntryCn(key);
   const bool reuse = !spare.empty();
@@ -166,7 +183,7 @@ std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string& name) {
 }
 
 kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
-  kesh::ADObject container = kesh::LDAPBinding::createChild(object, "NisMaps", "cn");
+  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_CONTAINER, AD_CN);
   std::string dn = container.dn();
   try {
     return binding->fetch(dn, nullptr, AD_ALL_OBJECTS);

@@ -267,6 +267,8 @@ TEST_F(NisMapTest, RefusalsLeaveTheMapAsItWas) {
   } rows[] = {
       {"repeated key", [&] { zone_->addMapEntry("auto.home", "a", "other", "c"); },
        "Map entry already exists"},
+      {"empty key", [&] { zone_->addMapEntry("auto.home", "", "other", "c"); },
+       "Map entry key cannot be empty"},
       {"index 0", [&] { zone_->removeMapEntry("auto.home", "a:0"); }, "key index out of bound"},
       {"index n+1", [&] { zone_->removeMapEntry("auto.home", "a:2"); }, "key index out of bound"},
       {"no index", [&] { zone_->removeMapEntry("auto.home", "a"); },
@@ -344,12 +346,26 @@ TEST_F(NisMapTest, ContainerIsRepairedAndMapDeletedWithItsEntries) {
   EXPECT_TRUE(Exists(container));
 }
 
-TEST_F(NisMapTest, DirectoryCallsOfAnAdd) {
-  // Container read, key search, spare search, add.
-  EXPECT_EQ(4u, OperationsOf([&] { zone_->addMapEntry("auto.home", "a", "v", ""); }));
+TEST_F(NisMapTest, AnAddThatCannotGoThroughWritesNothing) {
+  zone_->addMapEntry("auto.home", "a", "va", "c");
   zone_->removeMapEntry("auto.home", "a:1");
-  // Container read, key search, spare search, rename, update.
-  EXPECT_EQ(5u, OperationsOf([&] { zone_->addMapEntry("auto.home", "b", "v", ""); }));
+  const std::string spare = zone_->findSpareMapEntry("auto.home").dn();
+  // An empty key is refused before the spare would be taken.
+  EXPECT_EQ("Map entry key cannot be empty", MessageOf<kesh::BadDataException>([&] {
+              zone_->addMapEntry("auto.home", "", "v", "");
+            }));
+  EXPECT_TRUE(kesh::DN::equal(spare, zone_->findSpareMapEntry("auto.home").dn()));
+  // A map that does not exist fails in the search; no container or map appears.
+  EXPECT_ANY_THROW(zone_->addMapEntry("nomap", "a", "v", ""));
+  EXPECT_FALSE(Exists("CN=nomap,CN=NisMaps," + ZoneDn("Nis")));
+}
+
+TEST_F(NisMapTest, DirectoryCallsOfAnAdd) {
+  // One search for the key and the spares, the add.
+  EXPECT_EQ(2u, OperationsOf([&] { zone_->addMapEntry("auto.home", "a", "v", ""); }));
+  zone_->removeMapEntry("auto.home", "a:1");
+  // The search, the spare's rename, its update.
+  EXPECT_EQ(3u, OperationsOf([&] { zone_->addMapEntry("auto.home", "b", "v", ""); }));
 }
 
 }  // namespace
