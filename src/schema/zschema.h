@@ -29,9 +29,6 @@
 //
 // Zone properties live in the keyword dictionary of the zone's `description` (see
 // schema/keywords.h); setZoneData writes the initial set for a new zone.
-//
-// The computer operations are not part of this release of the adapters: they throw
-// kesh::BadDataException "<operation> is not available yet".
 #ifndef ZONESMITH_SCHEMA_ZSCHEMA_H_
 #define ZONESMITH_SCHEMA_ZSCHEMA_H_
 

@@ -42,10 +42,6 @@ bool IsTreeVersion(int version) { return version == 6 || version == 7 || version
 
 }  // namespace
 
-void NotAvailableYet(const char* operation) {
-  KESH_THROW(kesh::BadDataException, 0, "%s is not available yet", operation);
-}
-
 // --- NssZone -----------------------------------------------------------------------------
 
 SchemaType NssZone::getSchemaType() { return schema->getSchemaType(); }

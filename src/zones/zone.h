@@ -338,10 +338,6 @@ class NssZoneSupportNisMaps : public virtual NssZone, public IZoneSupportNisMaps
   kesh::ADObject getMapObject(const std::string& map);
 };
 
-// Throws kesh::BadDataException "<operation> is not available yet": the answer of the
-// operations of zones and adapters whose family of commands has not landed.
-[[noreturn]] void NotAvailableYet(const char* operation);
-
 // --- Zone paths, opening and creation.
 
 // Splits a zone path into its parts, assigning only the parts it has:

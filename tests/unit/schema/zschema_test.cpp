@@ -253,55 +253,6 @@ TEST_F(ZSchemaTest, ZonePropertiesInTheDescription) {
   EXPECT_TRUE(zone[AD_DESCRIPTION].changed());
 }
 
-TEST_F(ZSchemaTest, ProfileOperationsAreNotAvailableYet) {
-  kesh::ADObject zone(kZoneDn);
-  // The RFC and Dynamic layouts have their user and group profiles; SFU has none yet.
-  const struct {
-    std::shared_ptr<IZoneSchema> schema;
-    bool profiles;
-  } adapters[] = {
-      {std::make_shared<SchemaScpRfc>(zone, binding_, 5), false},
-      {std::make_shared<SchemaSfu>(zone, binding_, 2), true},
-  };
-  for (const auto& a : adapters) {
-    const std::shared_ptr<IZoneSchema>& s = a.schema;
-    std::shared_ptr<NssUser> user;
-    std::shared_ptr<NssGroup> group;
-    std::shared_ptr<ZoneComputer> computer;
-    std::list<std::shared_ptr<NssZoneUser>> zoneUsers;
-    std::list<std::shared_ptr<NssLocalUser>> localUsers;
-    std::list<std::shared_ptr<NssGroup>> groups;
-    std::list<std::shared_ptr<ZoneComputer>> computers;
-    struct Case {
-      const char* operation;
-      std::function<void()> call;
-    } cases[] = {
-        {"loadZUser", [&] { s->loadZUser("u", nullptr, false); }},
-        {"loadLocalUser", [&] { s->loadLocalUser("u", nullptr); }},
-        {"saveZUser", [&] { s->saveZUser(nullptr); }},
-        {"saveLocalUser", [&] { s->saveLocalUser(nullptr); }},
-        {"deleteUser", [&] { s->deleteUser(user); }},
-        {"getZoneUsers", [&] { s->getZoneUsers("", zoneUsers); }},
-        {"getLocalUsers", [&] { s->getLocalUsers("", localUsers); }},
-        {"loadGroup", [&] { s->loadGroup("g", group, false); }},
-        {"saveGroup", [&] { s->saveGroup(group); }},
-        {"deleteGroup", [&] { s->deleteGroup(group); }},
-        {"getGroups", [&] { s->getGroups("", groups, nullptr, false); }},
-        {"loadComputer", [&] { s->loadComputer("c", computer); }},
-        {"saveComputer", [&] { s->saveComputer(computer); }},
-        {"deleteComputer", [&] { s->deleteComputer(computer); }},
-        {"getComputers", [&] { s->getComputers("", computers); }},
-        {"findUnixUser", [&] { s->findUnixUser("u", false); }},
-        {"findUnixGroup", [&] { s->findUnixGroup("g", false); }},
-    };
-    for (const Case& c : cases) {
-      if (!a.profiles && std::string(c.operation).find("Computer") == std::string::npos) continue;
-      EXPECT_EQ(MessageOf<kesh::BadDataException>(c.call),
-                std::string(c.operation) + " is not available yet");
-    }
-  }
-}
-
 TEST_F(ZSchemaTest, RfcSchemaThere) {
   memtest::LoadFixture("rfc2307.ldif");
   Bind("legacy.test");
