@@ -40,8 +40,6 @@ const char kParentLink[] = "parentLink";
 const char kComputers[] = "Computers";
 
 // The four containers of a new classic zone, in the order they are added.
-const char* const kZoneContainers[] = {"Computers", "Groups", "Users", "NisMaps"};
-
 std::shared_ptr<SchemaBase> NewAdapter(kesh::ADObject& object, std::shared_ptr<MyBinding>& binding,
                                        SchemaType schema, int generation) {
   if (generation != CLASSIC_GENERATION_3 && generation != CLASSIC_GENERATION_4) {
@@ -125,13 +123,7 @@ std::shared_ptr<IZone> ClassicZone::Create(std::shared_ptr<MyBinding>& binding,
   binding->add(object);
   NssZone::delegateInitRights(object, binding);
 
-  std::list<kesh::ADObject> containers;
-  for (const char* cn : kZoneContainers) {
-    kesh::ADObject child = kesh::LDAPBinding::createChild(object, cn, "cn");
-    child[AD_OBJECT_CLASS] = "container";
-    containers.push_back(child);
-  }
-  for (kesh::ADObject& child : containers) binding->add(child);
+  AddZoneContainers(*binding, object, {"Computers", "Groups", "Users", "NisMaps"});
 
   return Open(binding, plainDn);
 }

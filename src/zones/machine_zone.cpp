@@ -32,8 +32,6 @@ const char kNoProfileWarning[] =
     "Warning: Zone computer does not exist. The parentLink of computer zone will be empty.\n";
 
 // The containers below a computer zone, in the order they are added.
-const char* const kMachineZoneContainers[] = {"Groups", "Users", "LocalGroups", "LocalUsers"};
-
 // The hierarchical zone a computer zone belongs to; "Wrong zone type" for any other.
 TreeZone& ParentTree(const std::shared_ptr<IZone>& parent) {
   TreeZone* tree = dynamic_cast<TreeZone*>(parent.get());
@@ -106,13 +104,7 @@ std::shared_ptr<IZone> MachineZone::Create(std::shared_ptr<IZone> parent, const 
   CopyParentLink(tree, computer, object);
   tree.binding->add(object);
 
-  std::list<kesh::ADObject> containers;
-  for (const char* cn : kMachineZoneContainers) {
-    kesh::ADObject child = kesh::LDAPBinding::createChild(object, cn, "cn");
-    child[AD_OBJECT_CLASS] = kContainerClass;
-    containers.push_back(child);
-  }
-  for (kesh::ADObject& child : containers) tree.binding->add(child);
+  AddZoneContainers(*tree.binding, object, {"Groups", "Users", "LocalGroups", "LocalUsers"});
 
   tree.store->createMachineScope(computer);
   return Open(parent, computer);

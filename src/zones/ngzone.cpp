@@ -39,9 +39,6 @@ const char kComputerZoneSuffix[] = ":zone";
 constexpr size_t kComputerZoneSuffixLength = sizeof(kComputerZoneSuffix) - 1;
 
 // The six containers of a new hierarchical zone, in the order they are added.
-const char* const kZoneContainers[] = {"Computers", "Groups",     "LocalGroups",
-                                       "Users",     "LocalUsers", "NisMaps"};
-
 std::map<std::string, std::string> ReadDictionary(const kesh::ADObject& object) {
   std::map<std::string, std::string> dict;
   CramDict(object.find(AD_DESCRIPTION), dict);
@@ -100,13 +97,8 @@ void NGZone::Create(std::shared_ptr<MyBinding> binding, const std::string& dn, S
   binding->add(object);
   NssZone::delegateInitRights(object, binding);
 
-  std::list<kesh::ADObject> containers;
-  for (const char* cn : kZoneContainers) {
-    kesh::ADObject child = kesh::LDAPBinding::createChild(object, cn, "cn");
-    child[AD_OBJECT_CLASS] = "container";
-    containers.push_back(child);
-  }
-  for (kesh::ADObject& child : containers) binding->add(child);
+  AddZoneContainers(*binding, object,
+                    {"Computers", "Groups", "LocalGroups", "Users", "LocalUsers", "NisMaps"});
 
   QVStore::Create(binding, object, NG_STORE_VERSION);
 }

@@ -74,6 +74,17 @@ void NssZoneSupportComputer::createNisServerGroup() {
   binding->add(group);
 }
 
+void AddZoneContainers(MyBinding& binding, kesh::ADObject& zone,
+                       std::initializer_list<const char*> cns) {
+  std::list<kesh::ADObject> containers;
+  for (const char* cn : cns) {
+    kesh::ADObject child = kesh::LDAPBinding::createChild(zone, cn, AD_CN);
+    child[AD_OBJECT_CLASS] = "container";
+    containers.push_back(child);
+  }
+  for (kesh::ADObject& child : containers) binding.add(child);
+}
+
 // --- Paths, opening, creation -----------------------------------------------------------
 
 void ParseZonePath(const std::string& path, std::string& computerName, std::string& zoneDn,

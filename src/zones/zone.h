@@ -37,6 +37,7 @@
 #ifndef ZONESMITH_ZONES_ZONE_H_
 #define ZONESMITH_ZONES_ZONE_H_
 
+#include <initializer_list>
 #include <list>
 #include <map>
 #include <memory>
@@ -337,6 +338,10 @@ class NssZoneSupportNisMaps : public virtual NssZone, public IZoneSupportNisMaps
   // The map's object in memory (cn=<map> below the NIS container), carrying its DN.
   kesh::ADObject getMapObject(const std::string& map);
 };
+
+// Adds the children `cns` of the new zone object `zone`, a container each, in this order.
+void AddZoneContainers(MyBinding& binding, kesh::ADObject& zone,
+                       std::initializer_list<const char*> cns);
 
 // --- Zone paths, opening and creation.
 
