@@ -53,31 +53,6 @@ const char RFC_GECOS[] = "gecos";
 
 bool IsTrueText(const std::string& text) { return kesh::lower(text) == "true"; }
 
-// A number field from its text: unset when the text is unset, or, with `emptyIsUnset`,
-// empty.
-OptionalField<uint32_t> NumberOf(const OptionalField<std::string>& text, bool emptyIsUnset) {
-  OptionalField<uint32_t> number;
-  if (text.isSet && !(emptyIsUnset && text.value.empty())) number.set(kesh::atoui(text.value));
-  return number;
-}
-
-// The attribute gets the field's text, or is cleared (emptied and marked changed, so that
-// an update removes it) when the field is unset.
-void SetOrClear(kesh::ADObject& target, const char* name, const OptionalField<std::string>& field) {
-  kesh::ADAttribute& attr = target[name];
-  if (field.isSet) {
-    attr = field.value;
-  } else {
-    attr.reset();
-  }
-}
-
-OptionalField<std::string> TextOf(const OptionalField<uint32_t>& field) {
-  OptionalField<std::string> text;
-  if (field.isSet) text.set(std::to_string(field.value));
-  return text;
-}
-
 void SetIfSet(std::map<std::string, std::string>& dict, const char* key,
               const OptionalField<std::string>& field) {
   if (field.isSet) dict[key] = field.value;

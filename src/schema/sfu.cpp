@@ -64,29 +64,6 @@ bool InNisDomain(const kesh::ADObject& object, const std::string& nisDomain) {
   return false;
 }
 
-OptionalField<uint32_t> NumberOf(const OptionalField<std::string>& text) {
-  OptionalField<uint32_t> number;
-  if (text.isSet) number.set(kesh::atoui(text.value));
-  return number;
-}
-
-OptionalField<std::string> TextOf(const OptionalField<uint32_t>& field) {
-  OptionalField<std::string> text;
-  if (field.isSet) text.set(std::to_string(field.value));
-  return text;
-}
-
-// The attribute gets the field's text, or is cleared (emptied and marked changed, so that
-// the update removes it) when the field is unset.
-void SetOrClear(kesh::ADObject& target, const char* name, const OptionalField<std::string>& field) {
-  kesh::ADAttribute& attr = target[name];
-  if (field.isSet) {
-    attr = field.value;
-  } else {
-    attr.reset();
-  }
-}
-
 // sam@domain of a directory object, the domain lower-cased.
 std::string AccountNameOf(const kesh::ADObject& object) {
   return object.firstValue(AD_SAM_ACCOUNT_NAME) + "@" +
@@ -146,8 +123,8 @@ void SchemaSfu::loadZUserData(kesh::ADObject& object, std::shared_ptr<NssZoneUse
     const char* name = firstChoice ? field.sfu : (&field == &GECOS_FIELD ? rfcGecos : field.rfc);
     return GetStringAttr(name, object);
   };
-  user->uid = NumberOf(pick(UID_FIELD));
-  user->gid = NumberOf(pick(GID_FIELD));
+  user->uid = NumberOf(pick(UID_FIELD), false);
+  user->gid = NumberOf(pick(GID_FIELD), false);
   user->unixName = pick(NAME_FIELD);
   user->shell = pick(SHELL_FIELD);
   user->home = pick(HOME_FIELD);
@@ -250,7 +227,7 @@ void SchemaSfu::loadGroupData(kesh::ADObject& object, std::shared_ptr<NssGroup>&
   group->accountName = GetGroupName(object);
   OptionalField<std::string> gid = GetStringAttr(GID_FIELD.sfu, object);
   if (!gid.isSet) gid = GetStringAttr(GID_FIELD.rfc, object);
-  group->gid = NumberOf(gid);
+  group->gid = NumberOf(gid, false);
   group->unixName = GetStringAttr(AD_CN, object);
   group->isNew = false;
 }

@@ -37,6 +37,27 @@ std::string FieldText(const OptionalField<std::string>& field, const std::string
   return field.isSet ? field.value : unset;
 }
 
+OptionalField<uint32_t> NumberOf(const OptionalField<std::string>& text, bool emptyIsUnset) {
+  OptionalField<uint32_t> number;
+  if (text.isSet && !(emptyIsUnset && text.value.empty())) number.set(kesh::atoui(text.value));
+  return number;
+}
+
+OptionalField<std::string> TextOf(const OptionalField<uint32_t>& field) {
+  OptionalField<std::string> text;
+  if (field.isSet) text.set(std::to_string(field.value));
+  return text;
+}
+
+void SetOrClear(kesh::ADObject& target, const char* name, const OptionalField<std::string>& field) {
+  kesh::ADAttribute& attr = target[name];
+  if (field.isSet) {
+    attr = field.value;
+  } else {
+    attr.reset();
+  }
+}
+
 void SetFieldText(OptionalField<uint32_t>& field, const std::string& value) {
   if (value == FIELD_NOT_SET) {
     field.clear();

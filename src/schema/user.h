@@ -156,6 +156,14 @@ void SetStateText(OptionalField<State>& field, const std::string& value) {
 }
 // Sets a field from a command's value: FIELD_NOT_SET clears it; a number is read with
 // atoui, so "12ab" is 12 and "abc" is 0.
+// A number field from its text: unset when the text is unset, or, with `emptyIsUnset`,
+// empty; the number is read with atoui.
+OptionalField<uint32_t> NumberOf(const OptionalField<std::string>& text, bool emptyIsUnset);
+// The decimal text of a number field; unset when the field is.
+OptionalField<std::string> TextOf(const OptionalField<uint32_t>& field);
+// Gives the attribute `name` of `target` the field's text, or clears it (emptied and marked
+// changed, so that an update removes it) when the field is unset.
+void SetOrClear(kesh::ADObject& target, const char* name, const OptionalField<std::string>& field);
 void SetFieldText(OptionalField<uint32_t>& field, const std::string& value);
 void SetFieldText(OptionalField<std::string>& field, const std::string& value);
 // The texts joined by ":", the separator of the lines of the list commands.
