@@ -7,10 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "directory/cache.h"
 #include "directory/ldap.h"
@@ -96,6 +98,20 @@ class MemdirSession : public testing::Test {
       EXPECT_EQ(kesh::LDAP_RC_NO_SUCH_OBJECT, e.rc()) << e.what();
       return false;
     }
+  }
+
+  // The object `dn` as stored, read past the session's cache through binding_.
+  // REQUIRES: binding_ is set.
+  kesh::ADObject Stored(const std::string& dn) {
+    return binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
+  }
+
+  // The values of `name` of `object`, sorted; none when it has no such attribute.
+  static std::vector<std::string> ValuesOf(const kesh::ADObject& object, const char* name) {
+    const kesh::ADAttribute* attr = object.find(name);
+    std::vector<std::string> values = attr == nullptr ? std::vector<std::string>() : attr->values();
+    std::sort(values.begin(), values.end());
+    return values;
   }
 
   ContextTab tab_;

@@ -128,10 +128,6 @@ class AssignmentTest : public memtest::MemdirSession {
     return a;
   }
 
-  // The stored object, read past the session's cache.
-  kesh::ADObject Stored(const std::string& dn) {
-    return binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
-  }
   size_t StoredCount() {
     return binding_
         ->search(AD_ALL_OBJECTS, azScope_->roleContainerDn(), nullptr, kesh::SCOPE_ONE, 0)

@@ -25,11 +25,6 @@ namespace {
 const char kZone[] = "CN=DefaultsZone,CN=Program Data,DC=example,DC=test";
 const char kPamOperationId[] = "33554433";  // 0x2000001
 
-std::vector<std::string> ValuesOf(const kesh::ADObject& object, const char* name) {
-  const kesh::ADAttribute* a = object.find(name);
-  return a ? a->values() : std::vector<std::string>();
-}
-
 // The cn of the first RDN of `dn`, lower-cased.
 std::string LowerCnOf(const std::string& dn) { return kesh::lower(dn.substr(3, dn.find(',') - 3)); }
 

@@ -34,11 +34,6 @@ std::set<std::string> Lower(const std::vector<std::string>& values) {
   return out;
 }
 
-std::vector<std::string> ValuesOf(const kesh::ADObject& object, const char* name) {
-  const kesh::ADAttribute* a = object.find(name);
-  return a ? a->values() : std::vector<std::string>();
-}
-
 std::set<std::string> NamesOf(const std::list<std::shared_ptr<QVRight>>& rights) {
   std::set<std::string> names;
   for (const auto& r : rights) names.insert(r->getName());

@@ -101,18 +101,6 @@ class ScpComputersTest : public zonetest::ZoneRig {
     return z;
   }
 
-  // The object as stored, read past the session's cache.
-  kesh::ADObject Stored(const std::string& dn) {
-    return binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
-  }
-
-  static Values ValuesOf(const kesh::ADObject& object, const char* name) {
-    const kesh::ADAttribute* attr = object.find(name);
-    Values values = attr == nullptr ? Values() : attr->values();
-    std::sort(values.begin(), values.end());
-    return values;
-  }
-
   // A directory computer CN=<cn>,CN=Computers with sAMAccountName <CN>$ and objectSid
   // kSidBase<rid>; `extra` are further LDIF lines.
   static void AddComputer(const std::string& cn, int rid, const std::string& extra = "") {

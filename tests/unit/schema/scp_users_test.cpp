@@ -114,18 +114,6 @@ class ScpUsersTest : public zonetest::ZoneRig {
     return z;
   }
 
-  // The object as stored, read past the session's cache.
-  kesh::ADObject Stored(const std::string& dn) {
-    return binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
-  }
-
-  static Values ValuesOf(const kesh::ADObject& object, const char* name) {
-    const kesh::ADAttribute* attr = object.find(name);
-    Values values = attr == nullptr ? Values() : attr->values();
-    std::sort(values.begin(), values.end());
-    return values;
-  }
-
   // A new profile with every field a classic zone needs.
   std::shared_ptr<NssZoneUser> NewFull(Zone& z, const std::string& name, const std::string& login,
                                        uint32_t uid) {

@@ -91,9 +91,6 @@ class SfuTest : public zonetest::ZoneRig {
     return dn;
   }
 
-  kesh::ADObject Stored(const std::string& dn) {
-    return binding_->binding->fetch(dn, nullptr, AD_ALL_OBJECTS, 0);
-  }
   static std::string Text(const kesh::ADObject& object, const char* name) {
     return object.attributeExists(name) ? object.firstValue(name) : "<none>";
   }

@@ -25,19 +25,15 @@
 namespace {
 
 using memtest::OperationsOf;
+using zonetest::Dictionary;
 using zonetest::MessageOf;
+using zonetest::Paths;
 using zonetest::ZoneRig;
 namespace memdir = kesh::memdir;
 
 constexpr char kQVOff[] = "QV not enabled for this zone";
 constexpr char kWs1[] = "ws1.example.test";
 constexpr char kWs1Sid[] = "S-1-5-21-3623811015-3361044348-30300820-1300";
-
-std::vector<std::string> Paths(const std::list<std::shared_ptr<IZone>>& zones) {
-  std::vector<std::string> paths;
-  for (const auto& zone : zones) paths.push_back(zone->getPath());
-  return paths;
-}
 
 class ClassicZoneTest : public ZoneRig {
  protected:

@@ -23,21 +23,11 @@
 namespace {
 
 using memtest::OperationsOf;
+using zonetest::Dictionary;
 using zonetest::MessageOf;
+using zonetest::Paths;
 using zonetest::ZoneRig;
 namespace memdir = kesh::memdir;
-
-std::map<std::string, std::string> Dictionary(kesh::ADObject object) {
-  std::map<std::string, std::string> dict;
-  CramDict(object.find(AD_DESCRIPTION), dict);
-  return dict;
-}
-
-std::vector<std::string> Paths(const std::list<std::shared_ptr<IZone>>& zones) {
-  std::vector<std::string> paths;
-  for (const auto& zone : zones) paths.push_back(zone->getPath());
-  return paths;
-}
 
 using NGZoneTest = ZoneRig;
 

@@ -26,25 +26,15 @@
 
 namespace {
 
+using zonetest::Dictionary;
 using zonetest::MessageOf;
+using zonetest::Paths;
 using zonetest::ZoneRig;
 namespace memdir = kesh::memdir;
 
 const char kComputerGroup[] = "Domain Computers@example.test";
 const char kNoProfileWarning[] =
     "Warning: Zone computer does not exist. The parentLink of computer zone will be empty.\n";
-
-std::map<std::string, std::string> Dictionary(const kesh::ADObject& object) {
-  std::map<std::string, std::string> dict;
-  CramDict(object.find(AD_DESCRIPTION), dict);
-  return dict;
-}
-
-std::vector<std::string> Paths(const std::list<std::shared_ptr<IZone>>& zones) {
-  std::vector<std::string> paths;
-  for (const auto& zone : zones) paths.push_back(zone->getPath());
-  return paths;
-}
 
 class SubzoneTest : public ZoneRig {
  protected:

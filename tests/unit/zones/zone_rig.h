@@ -4,10 +4,14 @@
 #ifndef ZONESMITH_TESTS_UNIT_ZONES_ZONE_RIG_H_
 #define ZONESMITH_TESTS_UNIT_ZONES_ZONE_RIG_H_
 
+#include <list>
+#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "memdir_session.h"
+#include "schema/keywords.h"
 #include "zones/ngzone.h"
 #include "zones/zone.h"
 
@@ -16,6 +20,20 @@ namespace zonetest {
 using memtest::MessageOf;
 
 constexpr char kZones[] = "OU=Zones,DC=example,DC=test";
+
+// The keyword dictionary of a zone object's description.
+inline std::map<std::string, std::string> Dictionary(const kesh::ADObject& object) {
+  std::map<std::string, std::string> dict;
+  CramDict(object.find(AD_DESCRIPTION), dict);
+  return dict;
+}
+
+// The paths of `zones`, in their order.
+inline std::vector<std::string> Paths(const std::list<std::shared_ptr<IZone>>& zones) {
+  std::vector<std::string> paths;
+  for (const auto& zone : zones) paths.push_back(zone->getPath());
+  return paths;
+}
 
 class ZoneRig : public memtest::MemdirSession {
  protected:
