@@ -61,9 +61,14 @@ class QVStoreTest : public memtest::MemdirSession {
     return QVStore::Open(binding_, kesh::ADObject(zone));
   }
   // Sets the application's version marker directly in the directory.
+  // An empty marker is a missing one: the directory holds no empty value.
   void SetMarker(QVStore& store, const std::string& marker) {
     kesh::ADObject app = Read(store.application->dn());
-    app[AZ_APP_VERSION] = marker;
+    if (marker.empty()) {
+      app[AZ_APP_VERSION].reset();
+    } else {
+      app[AZ_APP_VERSION] = marker;
+    }
     binding_->update(app, 2);
   }
 };

@@ -76,7 +76,7 @@ TEST_F(ClassicZoneTest, CreateWritesVersionContainersAndTypeByLayoutAndGeneratio
   int n = 0;
   for (const auto& c : cases) {
     const std::string cn = "Classic Zone " + std::to_string(++n);
-    const std::string dn = ZoneDn(cn);
+    const std::string dn = c.ou ? UnitDn(cn) : ZoneDn(cn);
     SCOPED_TRACE(cn);
     // An extended DN is reduced to the plain DN.
     std::shared_ptr<IZone> made = ClassicZone::Create(

@@ -55,7 +55,7 @@ TEST_F(NGZoneTest, CreateWritesTheZoneItsContainersAndStoreInEachLayout) {
       {SCHEMA_TYPE_SFU, false, "Sfu Zone", "sfu zone", "$KeshZoneVersion9", "SFU_3_0"},
   };
   for (const auto& l : layouts) {
-    std::string dn = ZoneDn(l.cn);
+    std::string dn = l.ou ? UnitDn(l.cn) : ZoneDn(l.cn);
     // An extended DN is reduced to the plain DN.
     std::shared_ptr<IZone> zone =
         TreeZone::Create(binding_, "<GUID=0123456789abcdef0123456789abcdef>;" + dn, l.schema, l.ou);

@@ -45,6 +45,9 @@ class ZoneRig : public memtest::MemdirSession {
 
   // "CN=<cn>,OU=Zones,DC=example,DC=test"
   static std::string ZoneDn(const std::string& cn) { return "CN=" + cn + "," + kZones; }
+  // "OU=<ou>,OU=Zones,DC=example,DC=test": a zone made as an organizational unit, which the
+  // directory names by ou.
+  static std::string UnitDn(const std::string& ou) { return "OU=" + ou + "," + kZones; }
 
   // A new hierarchical zone, opened.
   std::shared_ptr<TreeZone> NewTree(const std::string& dn, SchemaType schema = SCHEMA_TYPE_DYNAMIC,

@@ -216,7 +216,7 @@ TEST_F(DispatchTest, CreateZoneTestsInOrderAndWritesNothingWhenItRefuses) {
 }
 
 TEST_F(DispatchTest, CreateZoneOfATreeZoneAddsTheNisServerGroup) {
-  std::string z = ZoneDn("z");
+  std::string z = UnitDn("z");
   CreateZone("@" + z, SCHEMA_TYPE_RFC, ZONE_TYPE_TREE, true);
   kesh::ADObject group = GetADObjectByDN("CN=zone_nis_servers,CN=Computers," + z);
   EXPECT_EQ("zone_nis_servers", std::string(group[AD_DISPLAY_NAME]));

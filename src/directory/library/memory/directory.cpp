@@ -63,6 +63,13 @@ const char* RcText(int rc) {
   KESH_THROW(LDAPException, rc, "%s: %s", RcText(rc), detail.c_str());
 }
 
+// The directory holds no empty value: an add or a write of one is refused.
+void RefuseEmptyValue(const std::string& name, const std::vector<std::string>& values) {
+  for (const std::string& value : values) {
+    if (value.empty()) Fail(kInvalidSyntax, "attribute " + name + " has an empty value");
+  }
+}
+
 std::string Lower(std::string s) {
   for (char& c : s) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
   return s;
@@ -779,6 +786,7 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
     it = it->second.empty() ? attrs.erase(it) : std::next(it);
   }
   if (!Find(attrs, "objectClass")) Fail(kObjectClassViolation, "no objectClass");
+  for (const auto& a : attrs) RefuseEmptyValue(a.first, a.second);
   if (!relaxed) {
     for (const auto& a : attrs) {
       if (IsSystemAttribute(a.first) &&
@@ -798,6 +806,9 @@ void Directory::add(const View* view, const std::string& dnText, AttrStore attrs
   e.key = key;
   e.parent = parent ? parentKey : std::string();
   attrs["objectClass"] = ExpandClasses(attrs["objectClass"]);
+  // An organizational unit must have its naming attribute ou, which only an OU= RDN gives.
+  if (HasClass(attrs, "organizationalUnit") && rdnType != "ou" && !Find(attrs, "ou"))
+    Fail(kObjectClassViolation, "mandatory attribute ou missing");
   if (const std::vector<std::string>* given = Find(attrs, rdnType)) {
     if (!EqualNoCase(given->front(), rdnValue))
       Fail(kNamingViolation, "attribute " + rdnType + " differs from the RDN");
@@ -930,6 +941,7 @@ void Directory::modify(const View& view, const std::string& key, int mode,
     if (EqualNoCase(c.name, "distinguishedName") || EqualNoCase(c.name, "_objectCategory"))
       continue;
     if (IsSystemAttribute(c.name)) Fail(LDAP_RC_UNWILLING_TO_PERFORM, "attribute " + c.name);
+    if (mode != 1) RefuseEmptyValue(c.name, c.values);
     bool bytes = IsBinaryAttribute(c.name);
     std::vector<std::string> values = c.values;
     if (!BackLinkOf(c.name).empty()) {

@@ -299,6 +299,13 @@ TEST_F(MemoryBindingTest, AddRefusals) {
        {{"objectClass", "user"}, {"cn", "y"}},
        64},
       {"bad DN", "no equals sign", {{"objectClass", "user"}}, 34},
+      // The directory holds no empty value.
+      {"empty value",
+       "CN=x,CN=Users,DC=example,DC=test",
+       {{"objectClass", "container"}, {"description", ""}},
+       21},
+      // An organizational unit needs its ou, which a CN= RDN does not give.
+      {"unit named by cn", "CN=x,DC=example,DC=test", {{"objectClass", "organizationalUnit"}}, 65},
   };
   for (const Case& c : cases) {
     ADObject o(c.dn);
@@ -343,6 +350,9 @@ TEST_F(MemoryBindingTest, UpdateModes) {
   ADObject rdn(dn);
   rdn["cn"] = "Someone Else";
   EXPECT_EQ(RcOf([&] { b->update(rdn, 2); }), 67);
+  ADObject empty(dn);
+  empty["description"] = "";
+  EXPECT_EQ(RcOf([&] { b->update(empty, 2); }), 21) << "the directory holds no empty value";
   ADObject gone("CN=Nobody,CN=Users,DC=example,DC=test");
   gone["description"] = "x";
   EXPECT_EQ(RcOf([&] { b->update(gone, 2); }), 32);
