@@ -39,7 +39,6 @@ constexpr int LAST_CLASSIC3_VERSION = 3;
 const char kParentLink[] = "parentLink";
 const char kComputers[] = "Computers";
 
-// The four containers of a new classic zone, in the order they are added.
 std::shared_ptr<SchemaBase> NewAdapter(kesh::ADObject& object, std::shared_ptr<MyBinding>& binding,
                                        SchemaType schema, int generation) {
   if (generation != CLASSIC_GENERATION_3 && generation != CLASSIC_GENERATION_4) {

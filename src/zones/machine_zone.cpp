@@ -31,7 +31,6 @@ const char kContainerClass[] = "container";
 const char kNoProfileWarning[] =
     "Warning: Zone computer does not exist. The parentLink of computer zone will be empty.\n";
 
-// The containers below a computer zone, in the order they are added.
 // The hierarchical zone a computer zone belongs to; "Wrong zone type" for any other.
 TreeZone& ParentTree(const std::shared_ptr<IZone>& parent) {
   TreeZone* tree = dynamic_cast<TreeZone*>(parent.get());

@@ -38,7 +38,6 @@ const char kParentLink[] = "parentLink";
 const char kComputerZoneSuffix[] = ":zone";
 constexpr size_t kComputerZoneSuffixLength = sizeof(kComputerZoneSuffix) - 1;
 
-// The six containers of a new hierarchical zone, in the order they are added.
 std::map<std::string, std::string> ReadDictionary(const kesh::ADObject& object) {
   std::map<std::string, std::string> dict;
   CramDict(object.find(AD_DESCRIPTION), dict);
