@@ -4,16 +4,22 @@
 //   - c and a are never both non-empty;
 //   - the path P' = (a empty ? c "@" d : d "/" a) parses again, to exactly (c, d, a).
 // A plain DN and "<dn>/" re-assemble as "@<dn>", which names the same zone; "<dn>/<a>" is
-// the path itself. ParseUpn, the other splitter of outside names, takes any text too, and
-// its user name is the text before the first separator.
+// the path itself. A computer name becomes the computer zone's RDN below cn=Computers of
+// the zone: built as the zone classes build it, that DN is one RDN longer than
+// cn=Computers,<d>, and its first RDN value unescapes to the lower-case name and ":zone". ParseUpn,
+// the other splitter of outside names, takes any text too, and its user name is the text before the
+// first separator.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 #include <utility>
 
+#include "directory/library/adbinding.h"
+#include "directory/library/adobject.h"
 #include "directory/library/dn.h"
 #include "directory/library/exceptions.h"
+#include "directory/library/strings.h"
 #include "require.h"
 #include "zones/zone.h"
 
@@ -45,6 +51,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string c2, d2, a2;
     Require(Parse(again, c2, d2, a2));
     Require(c2 == computer && d2 == dn && a2 == access);
+
+    if (!computer.empty()) {
+      kesh::ADObject zone(dn);
+      kesh::ADObject computers = kesh::LDAPBinding::createChild(zone, "Computers", "cn");
+      const std::string name = kesh::lower(computer) + ":zone";
+      const std::string zoneDn = kesh::LDAPBinding::createChild(computers, name, "cn").dn();
+      Require(kesh::DN::isDN(zoneDn));
+      Require(kesh::DN::parent(zoneDn) == computers.dn());
+      Require(kesh::DN::unescapeDNString(kesh::DN::cnFromDn(zoneDn)) == name);
+    }
   }
 
   try {
