@@ -38,7 +38,7 @@ TreeZone& ParentTree(const std::shared_ptr<IZone>& parent) {
   return *tree;
 }
 
-// cn=<computer>,cn=Computers,<zone>: where the computer's profile lives.
+// cn=Computers,<zone>: where the computers' profiles and computer zones live.
 kesh::ADObject ComputerContainer(TreeZone& tree) {
   return kesh::LDAPBinding::createChild(tree.object, kComputersContainer, "cn");
 }
