@@ -99,6 +99,10 @@ TEST_F(SubzoneTest, ComputerZoneCreateWritesTheZoneItsContainersAndScopeInBothLa
     EXPECT_EQ(path, opened->getPath());
     EXPECT_EQ(kesh::lower(dn), kesh::lower(dynamic_cast<MachineZone&>(*opened).object.dn()));
 
+    // saveZone writes the computer zone's object.
+    dynamic_cast<SchemaBase*>(zone->getSchema())->setZoneProp("defaultshell", "/bin/zsh");
+    zone->saveZone();
+    EXPECT_EQ("/bin/zsh", GetCramAttr("defaultshell", Dictionary(GetADObjectByDN(dn))));
     zone->remove();
   }
 }
@@ -128,15 +132,6 @@ TEST_F(SubzoneTest, TheParentLinkComesFromTheComputerProfile) {
   }
 }
 
-TEST_F(SubzoneTest, SaveZoneWritesTheComputerZoneObject) {
-  std::string warning;
-  auto zone = NewComputerZone("host1.example", &warning);
-  dynamic_cast<SchemaBase*>(zone->getSchema())->setZoneProp("defaultshell", "/bin/zsh");
-  zone->saveZone();
-  EXPECT_EQ("/bin/zsh", GetCramAttr("defaultshell",
-                                    Dictionary(GetADObjectByDN(ComputerZoneDn("host1.example")))));
-}
-
 TEST_F(SubzoneTest, OnlyATreeZoneCanHoldComputerZonesAndAccessZones) {
   std::string warning;
   std::shared_ptr<IZone> computer = NewComputerZone("host1.example", &warning);
@@ -157,10 +152,15 @@ TEST_F(SubzoneTest, OnlyATreeZoneCanHoldComputerZonesAndAccessZones) {
   EXPECT_EQ(before, memdir::DumpLdif("", true));
 }
 
-TEST_F(SubzoneTest, RemoveLeavesNeitherTheObjectNorTheScope) {
+TEST_F(SubzoneTest, AnAccessZoneIsOnlyAScopeWithItsMarkerAndRemoveLeavesNoScope) {
   std::string warning;
   auto computer = NewComputerZone("host1.example", &warning);
   auto access = NewAccessZone("role1");
+  tree_->store->createScope("plain", "", "");
+  for (const char* name : {"nosuch", "host1.example", "plain"}) {
+    EXPECT_EQ(std::string("Scope ") + name + " not found",
+              MessageOf<kesh::NotFoundException>([&] { OpenZone(ZoneDn("z") + "/" + name); }));
+  }
   computer->remove();
   access->remove();
   EXPECT_FALSE(Exists(ComputerZoneDn("host1.example")));
@@ -209,16 +209,6 @@ TEST_F(SubzoneTest, AnAccessZoneKeepsItsGroupInItsScopeFromSaveZoneOn) {
   EXPECT_EQ(kComputerGroup, reopened->getGroup());
   tree_->getChildren(out, false, true, false);
   EXPECT_EQ(std::vector<std::string>{path}, Paths(out));
-}
-
-TEST_F(SubzoneTest, AnAccessZoneIsOnlyAScopeWithItsMarker) {
-  std::string warning;
-  NewComputerZone("host1.example", &warning);
-  tree_->store->createScope("plain", "", "");
-  for (const char* name : {"nosuch", "host1.example", "plain"}) {
-    EXPECT_EQ(std::string("Scope ") + name + " not found",
-              MessageOf<kesh::NotFoundException>([&] { OpenZone(ZoneDn("z") + "/" + name); }));
-  }
 }
 
 TEST_F(SubzoneTest, TheTreeZoneListsItsChildrenOfEveryKind) {
