@@ -61,3 +61,19 @@ proc objField {dn attr} {
   pop
   return $values
 }
+
+# The error texts of `commands`, one a line ("ok" for a command that succeeds), and a note
+# when the directory below the domain changed meanwhile.
+proc refusals {commands} {
+  set before [memdir::dump -subtree $::exBase]
+  set out {}
+  foreach cmd $commands {
+    if {[catch {uplevel 1 $cmd} message]} {
+      lappend out $message
+    } else {
+      lappend out ok
+    }
+  }
+  if {[memdir::dump -subtree $::exBase] ne $before} { lappend out "the directory changed" }
+  join $out \n
+}
