@@ -14,6 +14,8 @@
 
 #include "directory/library/adobject.h"
 
+class MyBinding;
+
 // The displayName prefix of zone computer profiles, and the filter that lists them.
 extern const char* const COMPUTER_VERSION_MARKER;  // "$KeshComputerVersion"
 extern const char* const ZONE_COMPUTERS_FILTER;
@@ -34,5 +36,10 @@ class ZoneComputer {
   // True until the first save.
   bool isNew = true;
 };
+
+// The keyword "parentLink" of the profile cn=<name>,cn=Computers of `zone`, read from the
+// directory: the computer's SID, "" when the profile has no such keyword. The failure of
+// the read (no such profile) passes through.
+std::string ComputerProfileLink(MyBinding& binding, kesh::ADObject& zone, const std::string& name);
 
 #endif  // ZONESMITH_SCHEMA_COMPUTER_H_

@@ -15,6 +15,7 @@ constexpr char USERS_CONTAINER[] = "Users";
 constexpr char LOCAL_USERS_CONTAINER[] = "LocalUsers";
 constexpr char GROUPS_CONTAINER[] = "Groups";
 constexpr char LOCAL_GROUPS_CONTAINER[] = "LocalGroups";
+constexpr char COMPUTERS_CONTAINER[] = "Computers";
 
 // Keys of a profile's keyword dictionary that users and groups share.
 constexpr char KEY_PARENT_LINK[] = "parentLink";

@@ -23,8 +23,6 @@
 
 namespace {
 
-const char COMPUTERS_CONTAINER[] = "Computers";
-
 using PrincipalsBySid = std::map<std::string, kesh::ADObject>;
 
 // The child "Computers" of `zone`, built without a directory access.
@@ -104,6 +102,12 @@ std::vector<kesh::SID> LinkedSids(kesh::ADObjectList& found, int version) {
 }
 
 }  // namespace
+
+std::string ComputerProfileLink(MyBinding& binding, kesh::ADObject& zone, const std::string& name) {
+  kesh::ADObject computers = ComputersOf(zone);
+  const std::string dn = kesh::LDAPBinding::createChild(computers, name, AD_CN).dn();
+  return GetCramAttr(KEY_PARENT_LINK, KeywordsOf(binding.fetch(dn, nullptr, AD_ALL_OBJECTS)));
+}
 
 void SchemaBase::loadComputer(const std::string& name, std::shared_ptr<ZoneComputer>& computer) {
   if (name.empty()) throw std::out_of_range("empty computer name");

@@ -18,7 +18,9 @@
 #include "directory/library/strings.h"
 #include "schema/computer.h"
 #include "schema/keywords.h"
+#include "schema/profile_store.h"
 #include "schema/zschema.h"
+#include "zones/nis_map.h"
 
 namespace {
 
@@ -35,9 +37,6 @@ constexpr int CLASSIC4_VERSION_RFC = 5;
 constexpr int CLASSIC_VERSION_SFU = 2;
 // The highest version of the older generation.
 constexpr int LAST_CLASSIC3_VERSION = 3;
-
-const char kParentLink[] = "parentLink";
-const char kComputers[] = "Computers";
 
 std::shared_ptr<SchemaBase> NewAdapter(kesh::ADObject& object, std::shared_ptr<MyBinding>& binding,
                                        SchemaType schema, int generation) {
@@ -69,17 +68,6 @@ bool ReadEnabled(const QVScope& scope) {
 void WriteEnabled(QVScope& scope, bool enabled) {
   (*scope.scopeObject)[AZ_APP_DATA] = sam::SamParser::WriteV1ApplicationData(enabled);
   scope.binding->update(*scope.scopeObject, MyBinding::UPDATE_REPLACE);
-}
-
-// The "parentLink" of the profile cn=<name>,cn=Computers of `zone`, which names the scope
-// of the computer. The read's failure passes through.
-std::string ComputerLink(MyBinding& binding, kesh::ADObject& zone, const std::string& name) {
-  kesh::ADObject container = kesh::LDAPBinding::createChild(zone, kComputers, "cn");
-  kesh::ADObject profileDn = kesh::LDAPBinding::createChild(container, name, "cn");
-  kesh::ADObject profile = binding.fetch(profileDn.dn(), nullptr, AD_ALL_OBJECTS);
-  std::map<std::string, std::string> keywords;
-  CramDict(profile.find(AD_KEYWORDS), keywords);
-  return GetCramAttr(kParentLink, keywords);
 }
 
 }  // namespace
@@ -122,7 +110,8 @@ std::shared_ptr<IZone> ClassicZone::Create(std::shared_ptr<MyBinding>& binding,
   binding->add(object);
   NssZone::delegateInitRights(object, binding);
 
-  AddZoneContainers(*binding, object, {"Computers", "Groups", "Users", "NisMaps"});
+  AddZoneContainers(*binding, object,
+                    {COMPUTERS_CONTAINER, GROUPS_CONTAINER, USERS_CONTAINER, NIS_MAPS_CONTAINER});
 
   return Open(binding, plainDn);
 }
@@ -198,7 +187,7 @@ std::shared_ptr<IZone> ClassicMachineZone::Open(std::shared_ptr<MyBinding>& bind
   zone->name = name;
   zone->store = QVStore::Open(binding, zone->object);
   zone->nullScope = zone->store->openNullScope();
-  const std::string link = ComputerLink(*binding, zone->object, name);
+  const std::string link = ComputerProfileLink(*binding, zone->object, name);
   zone->computerScope = zone->store->openAccessZoneScope(link, "");
   zone->scope = zone->computerScope;
   return zone;
@@ -218,7 +207,7 @@ std::shared_ptr<IZone> ClassicMachineZone::Create(std::shared_ptr<IZone> parent,
   zone->name = name;
   zone->store = QVStore::Open(zone->binding, zone->object);
   zone->nullScope = zone->store->openNullScope();
-  const std::string link = ComputerLink(*zone->binding, zone->object, name);
+  const std::string link = ComputerProfileLink(*zone->binding, zone->object, name);
   zone->computerScope = zone->store->createMachineScope(link);
   zone->scope = zone->computerScope;
   return zone;

@@ -13,7 +13,9 @@
 #include "directory/library/constants.h"
 #include "directory/library/exceptions.h"
 #include "directory/library/strings.h"
+#include "schema/computer.h"
 #include "schema/keywords.h"
+#include "schema/profile_store.h"
 #include "schema/zschema.h"
 
 const char* const MachineZone::SCOPE_MARKER = "$KeshComputerZone1";
@@ -23,9 +25,6 @@ namespace {
 // The schema version of every computer zone object.
 constexpr int MACHINE_ZONE_VERSION = 8;
 
-const char kParentLink[] = "parentLink";
-const char kKeywords[] = "keywords";
-const char kComputersContainer[] = "Computers";
 const char kComputerZoneSuffix[] = ":zone";
 const char kContainerClass[] = "container";
 const char kNoProfileWarning[] =
@@ -40,7 +39,7 @@ TreeZone& ParentTree(const std::shared_ptr<IZone>& parent) {
 
 // cn=Computers,<zone>: where the computers' profiles and computer zones live.
 kesh::ADObject ComputerContainer(TreeZone& tree) {
-  return kesh::LDAPBinding::createChild(tree.object, kComputersContainer, "cn");
+  return kesh::LDAPBinding::createChild(tree.object, COMPUTERS_CONTAINER, AD_CN);
 }
 
 // The zone object cn=<computer>:zone,cn=Computers,<zone>, built in memory.
@@ -54,17 +53,12 @@ kesh::ADObject MachineZoneObject(TreeZone& tree, const std::string& computer) {
 void CopyParentLink(TreeZone& tree, const std::string& computer, kesh::ADObject& zoneObject) {
   std::string link;
   try {
-    kesh::ADObject container = ComputerContainer(tree);
-    const std::string profileDn = kesh::LDAPBinding::createChild(container, computer, "cn").dn();
-    kesh::ADObject profile = tree.binding->fetch(profileDn, nullptr, AD_ALL_OBJECTS);
-    std::map<std::string, std::string> keywords;
-    CramDict(profile.find(kKeywords), keywords);
-    link = GetCramAttr(kParentLink, keywords);
+    link = ComputerProfileLink(*tree.binding, tree.object, computer);
   } catch (const LDAPException&) {
     std::fputs(kNoProfileWarning, stderr);
     return;
   }
-  if (!link.empty()) SetCramAttr(zoneObject, AD_DESCRIPTION, kParentLink, link);
+  if (!link.empty()) SetCramAttr(zoneObject, AD_DESCRIPTION, KEY_PARENT_LINK, link);
 }
 
 }  // namespace
@@ -103,7 +97,9 @@ std::shared_ptr<IZone> MachineZone::Create(std::shared_ptr<IZone> parent, const 
   CopyParentLink(tree, computer, object);
   tree.binding->add(object);
 
-  AddZoneContainers(*tree.binding, object, {"Groups", "Users", "LocalGroups", "LocalUsers"});
+  AddZoneContainers(
+      *tree.binding, object,
+      {GROUPS_CONTAINER, USERS_CONTAINER, LOCAL_GROUPS_CONTAINER, LOCAL_USERS_CONTAINER});
 
   tree.store->createMachineScope(computer);
   return Open(parent, computer);

@@ -23,7 +23,9 @@
 #include "directory/principal.h"
 #include "directory/session.h"
 #include "schema/keywords.h"
+#include "schema/profile_store.h"
 #include "schema/zschema.h"
+#include "zones/nis_map.h"
 
 namespace {
 
@@ -97,7 +99,8 @@ void NGZone::Create(std::shared_ptr<MyBinding> binding, const std::string& dn, S
   NssZone::delegateInitRights(object, binding);
 
   AddZoneContainers(*binding, object,
-                    {"Computers", "Groups", "LocalGroups", "Users", "LocalUsers", "NisMaps"});
+                    {COMPUTERS_CONTAINER, GROUPS_CONTAINER, LOCAL_GROUPS_CONTAINER, USERS_CONTAINER,
+                     LOCAL_USERS_CONTAINER, NIS_MAPS_CONTAINER});
 
   QVStore::Create(binding, object, NG_STORE_VERSION);
 }

@@ -26,6 +26,9 @@
 
 #include "directory/library/adobject.h"
 
+// The zone's child container of NIS maps.
+constexpr char NIS_MAPS_CONTAINER[] = "NisMaps";
+
 // The first byte of the cn of a spare entry.
 constexpr char NIS_SPARE_PREFIX = '\x01';
 

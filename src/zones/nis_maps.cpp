@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr char NIS_CONTAINER[] = "NisMaps";
 constexpr char kContainerClass[] = "container";
 constexpr char kEntryClass[] = "classStore";
 // Attributes of an entry: the key, the value and the comment.
@@ -114,7 +113,7 @@ void NssZoneSupportNisMaps::addMapEntry(const std::string& map, const std::strin
   if (key.empty()) KESH_THROW(kesh::BadDataException, 0, "Map entry key cannot be empty");
   // A map exists only in an existing container: the add reads nothing of the container,
   // and a missing map fails in the search below.
-  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_CONTAINER, AD_CN);
+  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_MAPS_CONTAINER, AD_CN);
   const std::string mapDn = kesh::LDAPBinding::createChild(container, map, AD_CN).dn();
   // One search answers both questions, whether the key is taken and which spare to reuse:
   // description is no indexed attribute, so each search reads every entry of the map.
@@ -183,7 +182,7 @@ std::shared_ptr<NisMap> NssZoneSupportNisMaps::getMap(const std::string& name) {
 }
 
 kesh::ADObject NssZoneSupportNisMaps::getNisContainer() {
-  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_CONTAINER, AD_CN);
+  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_MAPS_CONTAINER, AD_CN);
   std::string dn = container.dn();
   try {
     return binding->fetch(dn, nullptr, AD_ALL_OBJECTS);

@@ -14,6 +14,7 @@
 #include "directory/library/exceptions.h"
 #include "directory/library/guid.h"
 #include "directory/library/strings.h"
+#include "schema/profile_store.h"
 #include "schema/zschema.h"
 #include "zones/access_zone.h"
 #include "zones/classic_zone.h"
@@ -49,7 +50,7 @@ SchemaType NssZone::getSchemaType() { return schema->getSchemaType(); }
 // --- Computers ------------------------------------------------------------------------------
 
 kesh::ADObject NssZoneSupportComputer::getComputerContainer() {
-  return ReadChild(object, "Computers");
+  return ReadChild(object, COMPUTERS_CONTAINER);
 }
 
 void NssZoneSupportComputer::createNisServerGroup() {
