@@ -14,19 +14,8 @@
 
 const char* const AccessZone::SCOPE_MARKER = "$KeshAccessZone1";
 
-namespace {
-
-// The hierarchical zone an access zone belongs to; "Wrong zone type" for any other.
-TreeZone& ParentTree(const std::shared_ptr<IZone>& parent) {
-  TreeZone* tree = dynamic_cast<TreeZone*>(parent.get());
-  if (tree == nullptr) KESH_THROW(kesh::BadDataException, 0, "Wrong zone type");
-  return *tree;
-}
-
-}  // namespace
-
 std::shared_ptr<IZone> AccessZone::Open(std::shared_ptr<IZone> parent, const std::string& name) {
-  TreeZone& tree = ParentTree(parent);
+  TreeZone& tree = ParentZoneAs<TreeZone>(parent);
   std::shared_ptr<AccessZone> zone = std::make_shared<AccessZone>();
   zone->store = tree.store;
   zone->scope = tree.store->openAccessZoneScope(name, SCOPE_MARKER);
@@ -37,7 +26,7 @@ std::shared_ptr<IZone> AccessZone::Open(std::shared_ptr<IZone> parent, const std
 }
 
 std::shared_ptr<IZone> AccessZone::Create(std::shared_ptr<IZone> parent, const std::string& name) {
-  TreeZone& tree = ParentTree(parent);
+  TreeZone& tree = ParentZoneAs<TreeZone>(parent);
   tree.store->createAccessZoneScope(name);
   return Open(parent, name);
 }

@@ -195,8 +195,7 @@ std::shared_ptr<IZone> ClassicMachineZone::Open(std::shared_ptr<MyBinding>& bind
 
 std::shared_ptr<IZone> ClassicMachineZone::Create(std::shared_ptr<IZone> parent,
                                                   const std::string& name) {
-  auto* classic = dynamic_cast<ClassicZone*>(parent.get());
-  if (classic == nullptr) KESH_THROW(kesh::BadDataException, 0, "Wrong zone type");
+  ClassicZone* classic = &ParentZoneAs<ClassicZone>(parent);
   classic->checkForClassic(false);
 
   std::shared_ptr<ClassicMachineZone> zone = std::make_shared<ClassicMachineZone>();

@@ -30,13 +30,6 @@ const char kContainerClass[] = "container";
 const char kNoProfileWarning[] =
     "Warning: Zone computer does not exist. The parentLink of computer zone will be empty.\n";
 
-// The hierarchical zone a computer zone belongs to; "Wrong zone type" for any other.
-TreeZone& ParentTree(const std::shared_ptr<IZone>& parent) {
-  TreeZone* tree = dynamic_cast<TreeZone*>(parent.get());
-  if (tree == nullptr) KESH_THROW(kesh::BadDataException, 0, "Wrong zone type");
-  return *tree;
-}
-
 // cn=Computers,<zone>: where the computers' profiles and computer zones live.
 kesh::ADObject ComputerContainer(TreeZone& tree) {
   return kesh::LDAPBinding::createChild(tree.object, COMPUTERS_CONTAINER, AD_CN);
@@ -65,7 +58,7 @@ void CopyParentLink(TreeZone& tree, const std::string& computer, kesh::ADObject&
 
 std::shared_ptr<IZone> MachineZone::Open(std::shared_ptr<IZone> parent, const std::string& name) {
   const std::string computer = kesh::lower(name);
-  TreeZone& tree = ParentTree(parent);
+  TreeZone& tree = ParentZoneAs<TreeZone>(parent);
   std::shared_ptr<MachineZone> zone = std::make_shared<MachineZone>();
   CommonOpen(zone.get(), tree.binding, true, MachineZoneObject(tree, computer).dn());
   zone->name = computer;
@@ -78,7 +71,7 @@ std::shared_ptr<IZone> MachineZone::Open(std::shared_ptr<IZone> parent, const st
 std::shared_ptr<IZone> MachineZone::Create(std::shared_ptr<IZone> parent, const std::string& name,
                                            SchemaType schema) {
   const std::string computer = kesh::lower(name);
-  TreeZone& tree = ParentTree(parent);
+  TreeZone& tree = ParentZoneAs<TreeZone>(parent);
   kesh::ADObject object = MachineZoneObject(tree, computer);
   object[AD_OBJECT_CLASS] = kContainerClass;
 

@@ -75,6 +75,8 @@ void NssZoneSupportComputer::createNisServerGroup() {
   binding->add(group);
 }
 
+void ThrowWrongZoneType() { KESH_THROW(kesh::BadDataException, 0, "Wrong zone type"); }
+
 void AddZoneContainers(MyBinding& binding, kesh::ADObject& zone,
                        std::initializer_list<const char*> cns) {
   std::list<kesh::ADObject> containers;

@@ -339,6 +339,18 @@ class NssZoneSupportNisMaps : public virtual NssZone, public IZoneSupportNisMaps
   kesh::ADObject getMapObject(const std::string& map);
 };
 
+// Throws kesh::BadDataException "Wrong zone type".
+[[noreturn]] void ThrowWrongZoneType();
+
+// `parent` as a T, the class of zone a sub-zone needs above it; "Wrong zone type" for a zone
+// of any other class.
+template <class T>
+T& ParentZoneAs(const std::shared_ptr<IZone>& parent) {
+  T* zone = dynamic_cast<T*>(parent.get());
+  if (zone == nullptr) ThrowWrongZoneType();
+  return *zone;
+}
+
 // Adds the children `cns` of the new zone object `zone`, a container each, in this order.
 void AddZoneContainers(MyBinding& binding, kesh::ADObject& zone,
                        std::initializer_list<const char*> cns);

@@ -99,12 +99,10 @@ const std::set<std::string>& ExposedZoneFields() {
   return fields;
 }
 
-[[noreturn]] void WrongZoneType() { KESH_THROW(kesh::BadDataException, 0, "Wrong zone type"); }
-
 // The adapter of the current zone as a SchemaBase; "Wrong zone type" for a zone without one.
 SchemaBase& CurrentSchemaBase() {
   SchemaBase* schema = dynamic_cast<SchemaBase*>(GetCurrentZone<IZone>()->getSchema());
-  if (schema == nullptr) WrongZoneType();
+  if (schema == nullptr) ThrowWrongZoneType();
   return *schema;
 }
 
@@ -114,7 +112,7 @@ SchemaSfu& CurrentSchemaSfu() {
   SchemaSfu* schema = nullptr;
   if (zone->getSchemaType() == SCHEMA_TYPE_SFU)
     schema = dynamic_cast<SchemaSfu*>(zone->getSchema());
-  if (schema == nullptr) WrongZoneType();
+  if (schema == nullptr) ThrowWrongZoneType();
   return *schema;
 }
 
@@ -122,13 +120,13 @@ SchemaSfu& CurrentSchemaSfu() {
 // otherwise.
 SchemaBase& CurrentTreeSchema() {
   SchemaBase& schema = CurrentSchemaBase();
-  if (!schema.isTreeZone()) WrongZoneType();
+  if (!schema.isTreeZone()) ThrowWrongZoneType();
   return schema;
 }
 
 // The adapter of the current zone for the NIS domain: computer zones have none of their own.
 SchemaBase& CurrentNisSchema() {
-  if (GetCurrentZone<IZone>()->getZoneType() == ZONE_TYPE_COMPUTER) WrongZoneType();
+  if (GetCurrentZone<IZone>()->getZoneType() == ZONE_TYPE_COMPUTER) ThrowWrongZoneType();
   return CurrentSchemaBase();
 }
 
@@ -247,7 +245,7 @@ std::string GetZoneField(const Tcl::object& args) {
   IZone* zone = GetCurrentZone<IZone>();
   if (dynamic_cast<ClassicMachineZone*>(zone) != nullptr && field != "parent" && field != "type" &&
       field != "schema") {
-    WrongZoneType();
+    ThrowWrongZoneType();
   }
   if (AccessZone* access = dynamic_cast<AccessZone*>(zone)) {
     if (field == "dn") return access->scope->scopeObject->dn();
