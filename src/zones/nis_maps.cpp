@@ -81,7 +81,9 @@ void NssZoneSupportNisMaps::getMapEntries(
 }
 
 std::shared_ptr<NisMap> NssZoneSupportNisMaps::newMap(const std::string& name, bool automount) {
-  kesh::ADObject mapObject = getMapObject(name);
+  // The container is read (and made again when it went missing) for the map to go into.
+  kesh::ADObject container = getNisContainer();
+  kesh::ADObject mapObject = kesh::LDAPBinding::createChild(container, name, AD_CN);
   bool exists = false;
   try {
     binding->fetch(mapObject.dn(), nullptr, AD_ALL_OBJECTS);
@@ -111,10 +113,7 @@ void NssZoneSupportNisMaps::addMapEntry(const std::string& map, const std::strin
                                         const std::string& value, const std::string& comment) {
   // An empty key matches no entry and would leave a reused spare half written.
   if (key.empty()) KESH_THROW(kesh::BadDataException, 0, "Map entry key cannot be empty");
-  // A map exists only in an existing container: the add reads nothing of the container,
-  // and a missing map fails in the search below.
-  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_MAPS_CONTAINER, AD_CN);
-  const std::string mapDn = kesh::LDAPBinding::createChild(container, map, AD_CN).dn();
+  const std::string mapDn = getMapObject(map).dn();
   // One search answers both questions, whether the key is taken and which spare to reuse:
   // description is no indexed attribute, so each search reads every entry of the map.
   static const char* const attrs[] = {AD_CN, nullptr};
@@ -204,6 +203,6 @@ kesh::ADObject NssZoneSupportNisMaps::findSpareMapEntry(const std::string& map) 
 }
 
 kesh::ADObject NssZoneSupportNisMaps::getMapObject(const std::string& map) {
-  kesh::ADObject container = getNisContainer();
-  return kesh::LDAPBinding::createChild(container, map, "cn");
+  kesh::ADObject container = kesh::LDAPBinding::createChild(object, NIS_MAPS_CONTAINER, AD_CN);
+  return kesh::LDAPBinding::createChild(container, map, AD_CN);
 }

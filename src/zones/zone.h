@@ -325,7 +325,8 @@ class NssZoneSupportNisMaps : public virtual NssZone, public IZoneSupportNisMaps
   void removeMapEntry(const std::string& map, const std::string& indexedKey) override;
   void saveMap(std::shared_ptr<NisMap>& map) override;
   std::shared_ptr<NisMap> getMap(const std::string& map) override;
-  // The child cn=NisMaps of the zone, read from the directory; added when missing.
+  // The child cn=NisMaps of the zone, read from the directory; added when missing, which
+  // getMaps and newMap rely on.
   kesh::ADObject getNisContainer() override;
 
   // The entries of `map` with description `key` (escaped for the filter), spares excluded:
@@ -335,7 +336,9 @@ class NssZoneSupportNisMaps : public virtual NssZone, public IZoneSupportNisMaps
   kesh::ADObject findSpareMapEntry(const std::string& map);
 
  protected:
-  // The map's object in memory (cn=<map> below the NIS container), carrying its DN.
+  // The map's object in memory (cn=<map> below the NIS container), carrying its DN; built
+  // without a directory access. A map exists only in an existing container, so an operation
+  // on a map of a zone whose container went missing fails on the map.
   kesh::ADObject getMapObject(const std::string& map);
 };
 
