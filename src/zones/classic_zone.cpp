@@ -70,6 +70,23 @@ void WriteEnabled(QVScope& scope, bool enabled) {
   scope.binding->update(*scope.scopeObject, MyBinding::UPDATE_REPLACE);
 }
 
+// The classic computer zone of `name` on what its classic zone `parent` holds already: the
+// zone object, layout, binding, store and null scope. `computerScope` is the computer's.
+std::shared_ptr<ClassicMachineZone> OnParent(ClassicZone& parent, const std::string& name,
+                                             std::shared_ptr<QVScope> computerScope) {
+  auto zone = std::make_shared<ClassicMachineZone>();
+  zone->object = parent.object;
+  zone->schema = parent.schema;
+  zone->binding = parent.binding;
+  zone->version = parent.version;
+  zone->name = name;
+  zone->store = parent.store;
+  zone->nullScope = parent.scope;
+  zone->computerScope = computerScope;
+  zone->scope = computerScope;
+  return zone;
+}
+
 }  // namespace
 
 // --- ClassicZone ------------------------------------------------------------------------
@@ -154,11 +171,10 @@ void ClassicZone::getChildren(std::list<std::shared_ptr<IZone>>& out, bool, bool
     nameBySid[sid.toMSString()] = member->cn;
   }
 
-  const std::string path = getPath();
   for (std::shared_ptr<QVScope>& member : scopes) {
     auto found = nameBySid.find(member->scopeObject->firstValue(AZ_SCOPE_NAME));
     if (found == nameBySid.end()) continue;
-    out.push_back(ClassicMachineZone::Open(binding, path, found->second));
+    out.push_back(OnParent(*this, found->second, member));
   }
 }
 
@@ -195,21 +211,10 @@ std::shared_ptr<IZone> ClassicMachineZone::Open(std::shared_ptr<MyBinding>& bind
 
 std::shared_ptr<IZone> ClassicMachineZone::Create(std::shared_ptr<IZone> parent,
                                                   const std::string& name) {
-  ClassicZone* classic = &ParentZoneAs<ClassicZone>(parent);
-  classic->checkForClassic(false);
-
-  std::shared_ptr<ClassicMachineZone> zone = std::make_shared<ClassicMachineZone>();
-  zone->object = classic->object;
-  zone->schema = classic->schema;
-  zone->binding = classic->binding;
-  zone->version = zone->schema->version();
-  zone->name = name;
-  zone->store = QVStore::Open(zone->binding, zone->object);
-  zone->nullScope = zone->store->openNullScope();
-  const std::string link = ComputerProfileLink(*zone->binding, zone->object, name);
-  zone->computerScope = zone->store->createMachineScope(link);
-  zone->scope = zone->computerScope;
-  return zone;
+  ClassicZone& classic = ParentZoneAs<ClassicZone>(parent);
+  classic.checkForClassic(false);
+  const std::string link = ComputerProfileLink(*classic.binding, classic.object, name);
+  return OnParent(classic, name, classic.store->createMachineScope(link));
 }
 
 std::string ClassicMachineZone::getParent(bool) { return object.dn(); }
