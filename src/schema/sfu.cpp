@@ -72,6 +72,11 @@ std::string AccountNameOf(const kesh::ADObject& object) {
 
 }  // namespace
 
+void CheckSfuUserGroupName(IZone& zone, const std::string& name) {
+  auto* sfu = dynamic_cast<SchemaSfu*>(zone.getSchema());
+  if (sfu != nullptr) sfu->checkUserGroupName(name);
+}
+
 void SchemaSfu::checkUserGroupName(const std::string& name) {
   const size_t at = name.find('@');
   if (at == std::string::npos) {

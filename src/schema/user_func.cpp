@@ -57,12 +57,6 @@ std::string ZoneUserKey(const NssZoneUser& user, bool upn) {
 
 bool IsSfuZone() { return GetCurrentZone<IZone>()->getSchemaType() == SCHEMA_TYPE_SFU; }
 
-// An SFU zone takes only names of its "sfudomain"; the check reads no directory.
-void CheckSfuName(const std::string& name) {
-  auto* sfu = dynamic_cast<SchemaSfu*>(GetCurrentZone<IZone>()->getSchema());
-  if (sfu != nullptr) sfu->checkUserGroupName(name);
-}
-
 void RequireLocalUserZone() {
   if (!TestCurrentZone<NGZone>()) {
     KESH_THROW(kesh::BadDataException, 0, "Current zone does not support local user");
@@ -195,7 +189,7 @@ Tcl::object GetPendingZoneUsers() {
 
 void NewZoneUser(const std::string& name) {
   IZoneSupportNssZoneUser* zone = GetCurrentZone<IZoneSupportNssZoneUser>();
-  CheckSfuName(name);
+  CheckSfuUserGroupName(*GetCurrentZone<IZone>(), name);
   GetContextTab()->zoneUser = zone->newNssZUser(name);
 }
 
@@ -205,7 +199,7 @@ void SelectZoneUser(const Tcl::object& args) {
   ParseArgs(switches, args, positional);
   if (positional.size() != 1) throw Tcl::tcl_syntax_error();
   IZoneSupportNssZoneUser* zone = GetCurrentZone<IZoneSupportNssZoneUser>();
-  CheckSfuName(positional[0]);
+  CheckSfuUserGroupName(*GetCurrentZone<IZone>(), positional[0]);
   GetContextTab()->zoneUser = zone->getNssZUser(positional[0], switches["-unix"].seen);
 }
 

@@ -40,12 +40,6 @@ std::string PendingText(const NssGroup& group) {
 
 bool IsSfuZone() { return GetCurrentZone<IZone>()->getSchemaType() == SCHEMA_TYPE_SFU; }
 
-// An SFU zone takes only names of its "sfudomain"; the check reads no directory.
-void CheckSfuName(const std::string& name) {
-  auto* sfu = dynamic_cast<SchemaSfu*>(GetCurrentZone<IZone>()->getSchema());
-  if (sfu != nullptr) sfu->checkUserGroupName(name);
-}
-
 void RequireLocalGroupZone() {
   if (!TestCurrentZone<NGZone>()) {
     KESH_THROW(kesh::BadDataException, 0, "Current zone does not support local group");
@@ -161,7 +155,7 @@ void SelectZoneGroup(const Tcl::object& args) {
   ParseArgs(switches, args, positional);
   if (positional.size() != 1) throw Tcl::tcl_syntax_error();
   IZoneSupportNssZoneGroup* zone = GetCurrentZone<IZoneSupportNssZoneGroup>();
-  CheckSfuName(positional[0]);
+  CheckSfuUserGroupName(*GetCurrentZone<IZone>(), positional[0]);
   GetContextTab()->zoneGroup = zone->getZGroup(positional[0], switches["-unix"].seen);
 }
 

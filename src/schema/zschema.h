@@ -446,6 +446,10 @@ class SchemaSfu : public SchemaBase {
   bool writesRfcAttributes = true;
 };
 
+// The name check of the user and group commands: in a zone of the SFU layout,
+// SchemaSfu::checkUserGroupName of `name` (no directory read); no check in other zones.
+void CheckSfuUserGroupName(IZone& zone, const std::string& name);
+
 // --- Profile lookups and checks shared by the layouts ---
 
 // The profile of `sid` below the child `container` of `zone`: with `altIndex` 0 the main
