@@ -64,12 +64,6 @@ bool InNisDomain(const kesh::ADObject& object, const std::string& nisDomain) {
   return false;
 }
 
-// sam@domain of a directory object, the domain lower-cased.
-std::string AccountNameOf(const kesh::ADObject& object) {
-  return object.firstValue(AD_SAM_ACCOUNT_NAME) + "@" +
-         kesh::lower(kesh::DN::domainFromDN(object.dn()));
-}
-
 }  // namespace
 
 void CheckSfuUserGroupName(IZone& zone, const std::string& name) {
@@ -105,7 +99,7 @@ void SchemaSfu::loadZUser(const std::string& name, std::shared_ptr<NssZoneUser> 
 void SchemaSfu::loadZUserData(kesh::ADObject& object, std::shared_ptr<NssZoneUser> user) {
   user->adUser = object;
   user->scp = object;
-  user->accountName = AccountNameOf(object);
+  user->accountName = GetUserName(object, false);
   user->upn = object.firstValue(AD_USER_PRINCIPAL_NAME);
   if (user->upn.empty()) user->upn = user->accountName;
 
