@@ -13,6 +13,7 @@
 // them with Fixed(...) or Variadic(...).
 
 // directory: bindings, cache, generic objects, principals and utilities
+#include "directory/agent_func.h"
 #include "directory/bind_func.h"
 #include "directory/cache_func.h"
 #include "directory/ldap.h"
@@ -34,6 +35,7 @@
 #include "authorization/role_func.h"
 
 // security: SDDL and its explanation
+#include "security/explain.h"
 #include "security/sddl.h"
 
 namespace {
@@ -60,31 +62,6 @@ Definer Variadic(R (*f)(A...), const Tcl::policies& pol = Tcl::policies()) {
     interp.def(word, f, variadic.variadic());
   };
 }
-
-// The stand-in of a command whose family has not landed: it takes its words like the real
-// command (`words` fixed words, or any number when negative) and answers a plain error.
-class NotAvailableCallback : public Tcl::details::callback_base {
- public:
-  NotAvailableCallback(std::string command, int words)
-      : command_(std::move(command)), words_(words) {}
-
-  void invoke(Tcl_Interp*, int objc, Tcl_Obj* const[], const Tcl::policies&) override {
-    if (words_ >= 0) Tcl::details::check_params_no(objc, words_ + 1);
-    throw Tcl::tcl_error(command_ + " is not available yet");
-  }
-
- private:
-  const std::string command_;
-  const int words_;
-};
-
-Definer NotAvailable(int words) {
-  return [words](Tcl::interpreter& interp, const std::string& word, const std::string& command) {
-    interp.add_function(word, std::make_shared<NotAvailableCallback>(command, words));
-  };
-}
-
-Definer NotAvailableVariadic() { return NotAvailable(-1); }
 
 struct Row {
   const char* name;
@@ -141,7 +118,7 @@ const std::vector<Row>& Table() {
     {"delete_role_assignment", "dlra", "", "Deletes the current role assignment.\n", Fixed(DeleteRoleAssignment)},
     {"save_role_assignment", "svra", "", "Saves the current role assignment.\n", Fixed(SaveRoleAssignment)},
     {"select_role_assignment", "slra", "<principal upn>/<role>|*<sid>/<role>|!<cn>", "Selects a role assignment of the current zone and makes it current.\n", Fixed(SelectRoleAssignment)},
-    {"get_adinfo", "adinfo", "domain|zone|host", "Returns the domain, zone or host name of the joined machine, as its agent reports it.\nNot available yet: its family of commands has not landed.\n", NotAvailable(1)},
+    {"get_adinfo", "adinfo", "domain|zone|host", "Returns the domain, zone or host name of the joined machine, as its agent reports it.\n", Fixed(Adinfo)},
     {"domain_from_dn", "dfdn", "<dn>", "Returns the DNS domain name of a DN, from its DC= parts.\n", Fixed(DomainFromDN)},
     {"dn_from_domain", "dnfd", "<domain>", "Returns the DN of a DNS domain name, as DC= parts.\n", Fixed(DNFromDomain)},
     {"list_zone_groups", "lszg", "", "Lists the groups of the current zone: <name>:<unix name>:<gid>[ required].\n", Fixed(ListZoneGroups)},
@@ -225,9 +202,9 @@ const std::vector<Row>& Table() {
     {"get_qv_commands", "gqvc", "", "Returns a list of the command rights of the current zone.\n", Fixed(GetQVCommands)},
     {"new_qv_command", "newqvc", "<command>", "Creates a new command right and makes it current; save_qv_command writes it.\n", Fixed(NewQVCommand)},
     {"set_user_password", "sup", "<user upn> <password>", "Sets user password.\n", Fixed(SetUserPassword, Tcl::secret())},
-    {"joined_user_in_group", "jug", "<user upn> <group upn>", "Tests to see if user in specified group.\nNot available yet: its family of commands has not landed.\n", NotAvailable(2)},
+    {"joined_user_in_group", "jug", "<user upn> <group upn>", "Tests to see if user in specified group.\n", Fixed(IsUserInGroup)},
     {"get_group_members", "ggm", "[-ad|-upn] <group upn>", "Returns a list of group members\n-ad: returns DN of the members without expanding the membership if members is a group\nno -ad: expand the group membership recursively\n-upn: returns <UPN> (if -upn is specified)/<SAM>@<DOMAIN> .\n", Variadic(GetGroupMembers)},
-    {"joined_get_user_membership", "jgum", "<user upn>", "Returns a list of groups the user belongs to.\nNot available yet: its family of commands has not landed.\n", NotAvailable(1)},
+    {"joined_get_user_membership", "jgum", "<user upn>", "Returns a list of groups the user belongs to.\n", Fixed(UserGroups)},
     {"delegate_zone_right", "dzr", "<right> <principal upn>", "Delegates a right on the current zone to a user or group. Rights:\njoin change_computer delete_computer add_user delete_user change_user add_group delete_group change_group\ndelete_zone change_zone enable_qv nisservers import manage_roles_and_rights manage_role_assignments\nadd_remove_nismap_entry modify_nismap_entry remove_nismap add_nismap\nadd_computer_zone add_computer_role delete_computer_zone delete_computer_role delegate_permission_for_computer_zone\nadd_user_group_to_computer_zone delete_user_group_from_computer_zone modify_user_group_in_computer_zone modify_computer_role\n", Fixed(DelegateZoneRight)},
     {"list_nis_maps", "lsnms", "", "Lists the NIS maps of the current zone.\n", Fixed(ListNisMaps)},
     {"get_nis_maps", "gnms", "", "Returns a list of the NIS maps of the current zone.\n", Fixed(GetNisMaps)},
@@ -260,13 +237,13 @@ const std::vector<Row>& Table() {
     {"principal_to_dn", "ptd", "<principal upn>", "Locates principal in AD and returns its DN.\n", Fixed(PrincipalToDN)},
     {"principal_to_sid", "pts", "<principal upn>", "Locates principal in AD and returns its SID.\n", Fixed(PrincipalToSID)},
     {"dn_to_principal", "dntp", "[-upn] <dn>", "Converts DN of user, machine or group to <SAM>@<DOMAIN>/<UPN> form.\n", Variadic(DNToPrincipal)},
-    {"joined_name_to_principal", "jntp", "[-upn] <unix name>", "Maps UNIX user to AD user.\nNot available yet: its family of commands has not landed.\n", NotAvailableVariadic()},
+    {"joined_name_to_principal", "jntp", "[-upn] <unix name>", "Maps UNIX user to AD user.\n", Variadic(UnixNameToPrincipal)},
     {"sid_to_uid", "stu", "<sid>", "Takes a SID and returns a UID.\n", Fixed(SidToUid)},
     {"sid_to_id", "sti", "<sid>", "Takes a SID and returns a UID or GID.\n", Fixed(SidToUid)},
     {"guid_to_id", "gti", "<guid>", "Takes a GUID and returns a UID or GID with Apple's scheme.\n", Fixed(GuidToID)},
     {"principal_to_id", "pti", "[-apple] <upn>", "Takes a principal name and returns a UID or GID.\n", Variadic(PrincipalToID)},
     {"get_schema_guid", "gsg", "<schema name>", "Returns the GUID of a schema class or attribute, given by its name.\n", Fixed(GetSchemaGuid)},
-    {"explain_sd", "es", "<sddl>", "Explains a security descriptor given as SDDL: owner, group and each access control entry in words.\nNot available yet: its family of commands has not landed.\n", NotAvailable(1)},
+    {"explain_sd", "es", "<sddl>", "Explains a security descriptor given as SDDL: owner, group and each access control entry in words.\n", Fixed(ExplainSDText)},
     {"remove_sd_ace", "rsa", "<sddl> <ace>", "Removes an access control entry, given without parentheses, from an SDDL security descriptor and returns the new SDDL.\n", Fixed(RemoveSDAce)},
     {"add_sd_ace", "ase", "<sddl> <ace>", "Adds an access control entry, given without parentheses, to an SDDL security descriptor and returns the new SDDL.\n", Fixed(AddSDAce)},
     {"set_sd_owner", "sso", "<sddl> <sid>", "Sets the owner of an SDDL security descriptor and returns the new SDDL.\n", Fixed(SetSDOwner)},
