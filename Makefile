@@ -7,7 +7,7 @@ PREFIX     ?= /usr/local
 JOBS       ?= 2
 CMAKE_ARGS ?=
 
-.PHONY: all deps build check check-asan check-fuzz demo install clean
+.PHONY: all deps build check check-asan check-fuzz demo install clean reference
 
 all: build
 
@@ -42,6 +42,10 @@ check-fuzz:
 demo: deps
 	$(MAKE) build
 	scripts/demo $(BUILD)
+
+# Rewrites README's command reference from the command table of the built library.
+reference: build
+	scripts/command-reference $(BUILD)/libzonesmith.so.0 --update README.md
 
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)

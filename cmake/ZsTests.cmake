@@ -73,3 +73,11 @@ endif()
 # The build itself: a second configure leaves every compile line as it was.
 add_test(NAME build.reconfigure COMMAND ${CMAKE_SOURCE_DIR}/tests/build/reconfigure ${CMAKE_SOURCE_DIR})
 set_tests_properties(build.reconfigure PROPERTIES LABELS unit)
+
+# README's command reference is the one the command table makes (`make reference` mends it).
+if(NOT ZS_SANITIZE)
+add_test(NAME script.reference
+         COMMAND ${TCLSH} ${CMAKE_SOURCE_DIR}/scripts/command-reference $<TARGET_FILE:zonesmith>
+                 --check ${CMAKE_SOURCE_DIR}/README.md)
+set_tests_properties(script.reference PROPERTIES LABELS script ENVIRONMENT "${ZS_TEST_ENV}")
+endif()
