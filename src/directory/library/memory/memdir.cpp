@@ -1,5 +1,6 @@
 #include "directory/library/memory/memdir.h"
 
+#include <atomic>
 #include <fstream>
 #include <sstream>
 
@@ -10,7 +11,12 @@
 namespace kesh {
 namespace memdir {
 
+namespace {
+std::atomic<bool> agentRunning{false};
+}  // namespace
+
 void Reset() {
+  agentRunning = false;
   Directory& d = Directory::instance();
   auto lock = d.lock();
   d.reset();
@@ -84,6 +90,10 @@ void SetSetting(const std::string& key, const std::string& value) {
     d.settings[key] = value;
   }
 }
+
+void SetAgent(bool running) { agentRunning = running; }
+
+bool AgentRunning() { return agentRunning; }
 
 void SetCCache(const std::string& name, const std::string& principal) {
   Directory& d = Directory::instance();

@@ -28,7 +28,8 @@
 namespace kesh {
 namespace memdir {
 
-// Forgets every domain, object, password, credential cache, setting and fault, and sets
+// Forgets every domain, object, password, credential cache, setting and fault, stops the
+// agent, and sets
 // the ranged-value threshold back to 1500.
 void Reset();
 
@@ -62,6 +63,9 @@ size_t RangeThreshold();
 void SetPassword(const std::string& principal, const std::string& password);
 // A setting of the local agent (kesh::GetSetting); an empty value removes it.
 void SetSetting(const std::string& key, const std::string& value);
+// Starts or stops the machine's agent (kesh::LocalRpcSession); Reset stops it.
+void SetAgent(bool running);
+bool AgentRunning();
 // Makes the credential cache `name` hold a ticket of `principal`; an empty principal
 // removes the cache.
 void SetCCache(const std::string& name, const std::string& principal);

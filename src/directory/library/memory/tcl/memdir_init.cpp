@@ -22,6 +22,7 @@
 //                                         name SETTING_DOMAIN_NAME, ..._HOST_NAME,
 //                                         ..._ZONE_REALNAME
 //   memdir::answer_prompt <text>          the next answer of a password prompt
+//   memdir::set_agent 0|1                 stops or starts the joined machine's agent
 #include <tcl.h>
 
 #include <exception>
@@ -200,6 +201,14 @@ int SetSetting(Tcl_Interp* interp, const Words& w) {
   return TCL_OK;
 }
 
+int SetAgent(Tcl_Interp* interp, const Words& w) {
+  if (w.size() != 1 || (w[0] != "0" && w[0] != "1")) {
+    return Usage(interp, "memdir::set_agent", "0|1");
+  }
+  kesh::memdir::SetAgent(w[0] == "1");
+  return TCL_OK;
+}
+
 int AnswerPrompt(Tcl_Interp* interp, const Words& w) {
   if (w.size() != 1) return Usage(interp, "memdir::answer_prompt", "text");
   kesh::memdir::QueuePasswordAnswer(w[0]);
@@ -241,6 +250,7 @@ const struct {
     {"memdir::set_machine_ccache", SetMachineCCache},
     {"memdir::set_setting", SetSetting},
     {"memdir::answer_prompt", AnswerPrompt},
+    {"memdir::set_agent", SetAgent},
 };
 
 }  // namespace
