@@ -118,7 +118,8 @@ class Agent {
       out.push_back(SID::fromBytes(Text(*g, "objectSid")));
       queue.push_back(g);
     };
-    SID primary = SID::fromBytes(Text(user, "objectSid")).domainSID();
+    // The account's SID with the primary group's RID in place of its own.
+    SID primary = SID::fromBytes(Text(user, "objectSid"));
     primary.setObjectRid(Number(user, "primaryGroupID", DEFAULT_PRIMARY_GROUP_RID));
     take(bySid(primary));
     auto containers = [&](const Entry& e) {
