@@ -10,11 +10,15 @@
 
 // The whole text: "Owner: <name>\n" and "Group: <name>\n" when present, then "Dacl: " with
 // the DACL's flags and a line end, then ExplainAces of the DACL's ACEs in canonical order.
+// Within one call each distinct GUID costs its directory searches once; well-known SIDs
+// cost none.
 std::string ExplainSD(SDPtr& sd);
 // One line per ACE: " <type>", "<flag>,...", "<right>,...", [object, inherited object,]
 // principal, joined by " | ". The object pieces appear only when the ACE carries an
 // object or inherited-object GUID; naming them needs a binding (kesh::BadDataException
-// "Need at least one binding to perform schema lookup" without one).
+// "Need at least one binding to perform schema lookup" without one). With the right CR an
+// object GUID names the forest's extended right of that rightsGuid; otherwise, and when
+// there is none, the schema object of that schemaIDGUID, else the GUID's own text.
 std::string ExplainAces(const ACEList& aces);
 // explain_sd <sddl>: ParseSddl, then ExplainSD.
 std::string ExplainSDText(const std::string& sddl);
