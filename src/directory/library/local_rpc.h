@@ -8,7 +8,9 @@
 //
 // Names are those the agent knows: a user as "account@dns.domain" or as its UPN, a UNIX
 // user by its UNIX name. Group names are given back as "account@dns.domain" (lower-case
-// domain), the form the other principal commands use.
+// domain), the form the other principal commands use; groups of the builtin domain as
+// "account@builtin". Winbind gives account names as it stores them (a DC's own winbind in
+// lower case) and resolves a UPN only when its suffix names a domain.
 #ifndef ZONESMITH_DIRECTORY_LIBRARY_LOCAL_RPC_H_
 #define ZONESMITH_DIRECTORY_LIBRARY_LOCAL_RPC_H_
 
@@ -36,8 +38,10 @@ struct LocalRpcUser {
   std::string home;
   std::string shell;
   std::string gecos;
-  // With GROUP_MEMBERSHIP: the SIDs of every group the user is in, nested groups and the
-  // primary group included, each once.
+  // With GROUP_MEMBERSHIP: the SIDs of every security group the user is in, nested groups
+  // and the primary group included, each once, the user's own SID not. Winbind answers
+  // what it knows of the token: a DC's own winbind follows global groups into domain local
+  // ones but not into further global groups.
   std::vector<SID> groups;
 };
 
