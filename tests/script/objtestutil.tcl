@@ -38,11 +38,13 @@ proc objEnd {} {
   dropFrames
 }
 
-# Adds LDIF text to the directory.
+# Adds LDIF text to the directory. The file is named by the process, since test files
+# run side by side in one directory.
 proc objLoad {ldif} {
-  set file [makeFile $ldif objtest.ldif]
+  set name objtest-[pid].ldif
+  set file [makeFile $ldif $name]
   memdir::load $file
-  removeFile objtest.ldif
+  removeFile $name
 }
 
 # Whether `dn` can be read, without touching the current object.
