@@ -45,6 +45,7 @@ foreach(src ${ZS_UNIT_TESTS})
   else()
     target_link_libraries(${name} PRIVATE zs_test_support GTest::gtest_main)
   endif()
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/unit)
   target_compile_definitions(${name} PRIVATE ZS_FIXTURES_DIR="${CMAKE_SOURCE_DIR}/tests/fixtures")
   gtest_discover_tests(${name} PROPERTIES LABELS unit ENVIRONMENT "${ZS_TEST_ENV}"
                        DISCOVERY_TIMEOUT 60)

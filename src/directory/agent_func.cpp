@@ -1,6 +1,7 @@
 #include "directory/agent_func.h"
 
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,31 +17,20 @@ namespace {
 // The agent's local RPC socket directory.
 const char* const AGENT_SOCKET_DIR = "/var/norvanedaemon/daemon";
 
-// Throws "Machine not joined to any domain" when the agent reports no domain.
-bool CheckJoined() {
+// The session with the joined machine's agent, proven by a ping. Throws "Machine not
+// joined to any domain" when the agent reports no domain, before any session exists.
+std::unique_ptr<kesh::LocalRpcSession> JoinedAgent() {
   if (kesh::GetSetting(kesh::SETTING_DOMAIN_NAME, std::string(), false).empty()) {
     KESH_THROW(kesh::BadDataException, 0, "Machine not joined to any domain");
   }
-  return true;
-}
-
-// The session with the joined machine's agent, made only once the machine is known to be
-// joined, and proven by a ping.
-class JoinedAgent {
- public:
-  JoinedAgent() : joined_(CheckJoined()), session_(AGENT_SOCKET_DIR, false, false) {
-    try {
-      session_.ping();
-    } catch (const std::exception&) {
-      KESH_THROW(kesh::BadDataException, 0, "Cannot communicate with Veldrin service");
-    }
+  auto session = std::make_unique<kesh::LocalRpcSession>(AGENT_SOCKET_DIR, false, false);
+  try {
+    session->ping();
+  } catch (const std::exception&) {
+    KESH_THROW(kesh::BadDataException, 0, "Cannot communicate with Veldrin service");
   }
-  kesh::LocalRpcSession& session() { return session_; }
-
- private:
-  [[maybe_unused]] bool joined_;  // first member: checked before the session exists
-  kesh::LocalRpcSession session_;
-};
+  return session;
+}
 
 }  // namespace
 
@@ -61,28 +51,28 @@ std::string Adinfo(const std::string& what) {
 }
 
 int IsUserInGroup(const std::string& user, const std::string& group) {
-  JoinedAgent agent;
+  std::unique_ptr<kesh::LocalRpcSession> agent = JoinedAgent();
   GetPrincipal(user);
   GetADGroup(group);
-  return agent.session().validateUserGroup(user, {group}, true, 0);
+  return agent->validateUserGroup(user, {group}, true, 0);
 }
 
 Tcl::object UserGroups(const std::string& user) {
-  JoinedAgent agent;
+  std::unique_ptr<kesh::LocalRpcSession> agent = JoinedAgent();
   GetPrincipal(user);
-  kesh::LocalRpcUser answer = agent.session().getUser(user, kesh::GROUP_MEMBERSHIP);
+  kesh::LocalRpcUser answer = agent->getUser(user, kesh::GROUP_MEMBERSHIP);
   std::vector<std::string> names;
   for (const kesh::SID& sid : answer.groups) {
-    names.push_back(agent.session().getGroup(sid, 0).name);
+    names.push_back(agent->getGroup(sid, 0).name);
   }
   return StringList(names);
 }
 
 std::string UnixNameToPrincipal(const Tcl::object& args) {
-  JoinedAgent agent;
+  std::unique_ptr<kesh::LocalRpcSession> agent = JoinedAgent();
   std::vector<std::string> positional;
   const bool upn = GetUPNArg(args, positional, 1);
-  kesh::LocalRpcUser answer = agent.session().getUser(kesh::lower(positional[0]), kesh::UNIX_ONLY);
+  kesh::LocalRpcUser answer = agent->getUser(kesh::lower(positional[0]), kesh::UNIX_ONLY);
   if (upn && !answer.upn.empty()) return answer.upn;
   return kesh::ADUser::getWinKerberosName(answer);
 }

@@ -22,20 +22,11 @@
 #include "directory/library/memory/memdir.h"
 #include "directory/library/strings.h"
 #include "directory/session.h"
+#include "message_of.h"
 
 namespace memtest {
 
-// The message of the exception E that `f` throws; fails the test when it throws none.
-template <class E>
-std::string MessageOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const E& e) {
-    return e.what();
-  }
-  ADD_FAILURE() << "no exception";
-  return "";
-}
+using testutil::MessageOf;
 
 // Directory operations made while `f` runs.
 inline uint64_t OperationsOf(const std::function<void()>& f) {
