@@ -18,10 +18,18 @@ constexpr char PIECE_SEPARATOR[] = " | ";
 // The right "CR": an object GUID then names an extended right rather than a schema object.
 constexpr uint32_t CONTROL_ACCESS_RIGHT = 0x100;
 
-// Names of GUIDs already looked up during one explanation. A zone's descriptor names the
-// same classes and attributes many times; each distinct GUID costs its searches once.
-class GuidNames {
+// Names of GUIDs and principals already looked up during one explanation. A zone's
+// descriptor names the same classes, attributes and delegated groups many times; each
+// distinct GUID or SID costs its searches once.
+class Names {
  public:
+  // The principal's name as SidToString explains it.
+  const std::string& principal(const kesh::SID& sid) {
+    auto it = principals_.find(sid);
+    if (it == principals_.end()) it = principals_.emplace(sid, SidToString(sid, true)).first;
+    return it->second;
+  }
+
   // The cn of the extended right whose rightsGuid is `guid`, else the schema object's name.
   const std::string& objectName(const kesh::Guid& guid, bool controlAccess) {
     if (!controlAccess) return schemaName(guid);
@@ -67,6 +75,7 @@ class GuidNames {
 
   std::map<kesh::Guid, std::string> rights_;
   std::map<kesh::Guid, std::string> schema_;
+  std::map<kesh::SID, std::string> principals_;
 };
 
 // The texts of the rows of `table` whose bits are set in `bits`, each followed by ",".
@@ -89,7 +98,7 @@ std::string AceTypeText(uint8_t type) {
   return "";
 }
 
-std::string ExplainAceLines(const ACEList& aces, GuidNames& names) {
+std::string ExplainAceLines(const ACEList& aces, Names& names) {
   std::string out;
   for (const kesh::ACEntry& ace : aces) {
     out += " " + AceTypeText(ace.type);
@@ -108,7 +117,7 @@ std::string ExplainAceLines(const ACEList& aces, GuidNames& names) {
         out += names.schemaName(ace.inheritedObjectType);
       }
     }
-    out += PIECE_SEPARATOR + SidToString(ace.sid, true) + "\n";
+    out += PIECE_SEPARATOR + names.principal(ace.sid) + "\n";
   }
   return out;
 }
@@ -118,22 +127,22 @@ std::string ExplainAceLines(const ACEList& aces, GuidNames& names) {
 std::string ExplainSD(SDPtr& sd) {
   std::string out;
   if (!sd) return out;
-  if (!sd->owner.isNull()) out += "Owner: " + SidToString(sd->owner, true) + "\n";
-  if (!sd->group.isNull()) out += "Group: " + SidToString(sd->group, true) + "\n";
+  Names names;
+  if (!sd->owner.isNull()) out += "Owner: " + names.principal(sd->owner) + "\n";
+  if (!sd->group.isNull()) out += "Group: " + names.principal(sd->group) + "\n";
   if (sd->hasDacl) {
     out += "Dacl: ";
     if (sd->control & SDDL_DACL_PROTECTED) out += "protected (no inheritance),";
     if (sd->control & SDDL_DACL_AUTO_INHERITED) out += "inherit supported,";
     if (sd->control & SDDL_DACL_AUTO_INHERIT_REQ) out += "AR";
     out += "\n";
-    GuidNames names;
     for (const ACEList& group : CanonicalAceGroups(sd->dacl)) out += ExplainAceLines(group, names);
   }
   return out;
 }
 
 std::string ExplainAces(const ACEList& aces) {
-  GuidNames names;
+  Names names;
   return ExplainAceLines(aces, names);
 }
 

@@ -10,8 +10,8 @@
 
 // The whole text: "Owner: <name>\n" and "Group: <name>\n" when present, then "Dacl: " with
 // the DACL's flags and a line end, then ExplainAces of the DACL's ACEs in canonical order.
-// Within one call each distinct GUID costs its directory searches once; well-known SIDs
-// cost none.
+// Within one call each distinct GUID and principal costs its directory searches once;
+// well-known SIDs cost none.
 std::string ExplainSD(SDPtr& sd);
 // One line per ACE: " <type>", "<flag>,...", "<right>,...", [object, inherited object,]
 // principal, joined by " | ". The object pieces appear only when the ACE carries an

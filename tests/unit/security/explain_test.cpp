@@ -182,7 +182,7 @@ TEST_F(ExplainTest, GuidsNeedABinding) {
             Explain("O:BAD:(OA;CI;GR;;;WD)"));
 }
 
-TEST_F(ExplainTest, EachDistinctGuidIsSearchedOncePerExplanation) {
+TEST_F(ExplainTest, EachDistinctGuidAndPrincipalIsSearchedOncePerExplanation) {
   memtest::LoadFixture("extended_rights.ldif");
   Bind("example.test");
   const std::string force = kForceChangePassword, user = kUserClass, member = kMemberAttr;
@@ -200,6 +200,15 @@ TEST_F(ExplainTest, EachDistinctGuidIsSearchedOncePerExplanation) {
     }
   }
   EXPECT_EQ(3u, OperationsOf([&] { Explain(repeated); }));
+  // A principal of the directory, however often it appears, costs what it costs once.
+  const std::string alice = kAliceSid;
+  const size_t once = OperationsOf([&] { Explain("O:" + alice + "D:(A;;GR;;;" + alice + ")"); });
+  EXPECT_LT(0u, once);
+  std::string many = "O:" + alice + "G:" + alice + "D:";
+  for (const char* rights : {"GR", "GW", "SD", "RC", "WD"}) {
+    many += std::string("(A;;") + rights + ";;;" + alice + ")(D;ID;" + rights + ";;;" + alice + ")";
+  }
+  EXPECT_EQ(once, OperationsOf([&] { Explain(many); }));
   // Well-known principals cost nothing.
   EXPECT_EQ(0u,
             OperationsOf([&] { Explain("O:BAG:SYD:PAI(A;;GA;;;SY)(D;;SD;;;WD)(A;ID;GR;;;AU)"); }));
