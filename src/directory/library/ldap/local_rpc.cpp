@@ -5,6 +5,7 @@
 
 #include <pwd.h>
 
+#include <map>
 #include <memory>
 #include <set>
 
@@ -62,6 +63,7 @@ bool IsGroupType(wbcSidType type) {
 
 struct LocalRpcSession::Impl {
   wbcContext* context = nullptr;
+  std::map<std::string, std::string> dnsNames;  // short domain name -> DNS name
 
   ~Impl() {
     if (context != nullptr) wbcCtxFree(context);
@@ -82,15 +84,18 @@ struct LocalRpcSession::Impl {
   }
 
   // The DNS name of the domain winbind calls `shortName`, lower case; the short name
-  // lower-cased when the domain has none (BUILTIN).
-  std::string dnsDomain(const std::string& shortName) {
+  // lower-cased when the domain has none (BUILTIN). Asked once per domain and session: a
+  // user's groups mostly share one domain.
+  const std::string& dnsDomain(const std::string& shortName) {
+    auto known = dnsNames.find(shortName);
+    if (known != dnsNames.end()) return known->second;
     struct wbcDomainInfo* info = nullptr;
     std::string out;
     if (Check(wbcCtxDomainInfo(ctx(), shortName.c_str(), &info)) && info != nullptr) {
       WbcMemory<struct wbcDomainInfo> hold(info);
       if (info->dns_name != nullptr) out = info->dns_name;
     }
-    return lower(out.empty() ? shortName : out);
+    return dnsNames.emplace(shortName, lower(out.empty() ? shortName : out)).first->second;
   }
 
   // The account name, DNS domain and type of `sid`; false when winbind does not know it.
