@@ -54,9 +54,9 @@ struct LocalRpcGroup {
 
 class LocalRpcSession {
  public:
-  // `socketName` is the agent's socket directory of the original agent; the backends reach
-  // their own agent as described above and keep the name for messages only. Connecting is
-  // lazy: the constructor never fails.
+  // `socketName` names the agent's socket directory; the backends reach their agent as
+  // described above and keep the name for messages only. Connecting is lazy: the
+  // constructor never fails.
   LocalRpcSession(const std::string& socketName, bool privileged, bool quiet);
   ~LocalRpcSession();
   LocalRpcSession(const LocalRpcSession&) = delete;

@@ -29,8 +29,7 @@ namespace kesh {
 namespace memdir {
 
 // Forgets every domain, object, password, credential cache, setting and fault, stops the
-// agent, and sets
-// the ranged-value threshold back to 1500.
+// agent, and sets the ranged-value threshold back to 1500.
 void Reset();
 
 // Adds the entries of LDIF text (or a file) to the directory, parents before children.
