@@ -49,12 +49,7 @@ class Names {
   // Searches the extended rights of the forest of the session's first binding; falls back
   // to schemaName when the forest holds no such right or cannot be asked.
   std::string extendedRightName(const kesh::Guid& guid) {
-    std::vector<std::shared_ptr<MyBinding>> bindings;
-    GetBindings(bindings);
-    if (bindings.empty()) {
-      KESH_THROW(kesh::BadDataException, 0, "Need at least one binding to perform schema lookup");
-    }
-    const std::string forest = bindings[0]->getForest();
+    const std::string forest = LookupBinding()->getForest();
     try {
       std::shared_ptr<MyBinding> binding = GetBinding(forest);
       const std::string base =

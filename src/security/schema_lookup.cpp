@@ -13,16 +13,21 @@ namespace {
 
 // The first domain binding and the DN of its forest's schema container.
 std::shared_ptr<MyBinding> SchemaBinding(std::string& schemaDn) {
+  std::shared_ptr<MyBinding> binding = LookupBinding();
+  schemaDn = "cn=schema,cn=configuration," + kesh::DN::dnFromDomain(binding->getForest());
+  return binding;
+}
+
+}  // namespace
+
+std::shared_ptr<MyBinding> LookupBinding() {
   std::vector<std::shared_ptr<MyBinding>> bindings;
   GetBindings(bindings);
   if (bindings.empty()) {
     KESH_THROW(kesh::BadDataException, 0, "Need at least one binding to perform schema lookup");
   }
-  schemaDn = "cn=schema,cn=configuration," + kesh::DN::dnFromDomain(bindings[0]->getForest());
   return bindings[0];
 }
-
-}  // namespace
 
 std::string SchemaStringToGuid(const std::string& name) {
   std::string schemaDn;

@@ -3,9 +3,17 @@
 #ifndef ZONESMITH_SECURITY_SCHEMA_LOOKUP_H_
 #define ZONESMITH_SECURITY_SCHEMA_LOOKUP_H_
 
+#include <memory>
 #include <string>
 
 #include "directory/library/guid.h"
+
+class MyBinding;
+
+// The session's first binding, which look-ups in the forest's schema and configuration
+// start from. Throws kesh::BadDataException "Need at least one binding to perform schema
+// lookup" when the session holds none.
+std::shared_ptr<MyBinding> LookupBinding();
 
 // The schemaIDGUID of the schema object named `name` ("Service-Connection-Point"), as
 // "xxxxxxxx-xxxx-..." text. Throws kesh::BadDataException "Need at least one binding to
