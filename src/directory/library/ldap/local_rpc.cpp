@@ -213,7 +213,13 @@ LocalRpcGroup LocalRpcSession::getGroup(const SID& sid, int) {
 
 int LocalRpcSession::validateUserGroup(const std::string& user,
                                        const std::vector<std::string>& groups, bool anyGroup, int) {
-  std::vector<SID> token = impl_->user(user, GROUP_MEMBERSHIP).groups;
+  // Only the token is needed: no passwd fields, no second look-up of the account.
+  wbcDomainSid userSid = {};
+  wbcSidType userType = WBC_SID_NAME_USE_NONE;
+  if (!impl_->lookupName(user, &userSid, &userType) || !IsUserType(userType)) {
+    KESH_THROW(NotFoundException, 0, "User not found");
+  }
+  std::vector<SID> token = impl_->groupsOf(userSid);
   std::set<SID> held(token.begin(), token.end());
   size_t found = 0;
   for (const std::string& name : groups) {
