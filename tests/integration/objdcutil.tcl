@@ -116,3 +116,22 @@ proc guidText {bytes} {
   binary scan $bytes iu1su1su1H4H12 a b c d e
   format %08x-%04x-%04x-%s-%s $a $b $c $d $e
 }
+
+# Runs the Tcl script file `path` in a child tclsh and returns what it printed. A child
+# that loads the library under test needs, in the sanitizer build, the sanitizer runtimes
+# first, as this process has them; the other programs the tests start get the rig's
+# wrappers alone (all.tcl).
+proc dcLibraryChild {path} {
+  set saved [array get ::env LD_PRELOAD]
+  if {[info exists ::env(ZS_SANITIZER_PRELOAD)] && $::env(ZS_SANITIZER_PRELOAD) ne ""} {
+    set preload $::env(ZS_SANITIZER_PRELOAD)
+    if {[info exists ::env(LD_PRELOAD)]} { append preload :$::env(LD_PRELOAD) }
+    set ::env(LD_PRELOAD) $preload
+  }
+  try {
+    exec [info nameofexecutable] $path
+  } finally {
+    unset -nocomplain ::env(LD_PRELOAD)
+    array set ::env $saved
+  }
+}
